@@ -1,0 +1,49 @@
+// Installs the build tree into a scratch prefix and builds a small client
+// against it with find_package(dvr CONFIG), as an integrator would.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+#include "TempDir.h"
+
+namespace {
+
+std::string run(const std::string &command, int &status) {
+    std::string output;
+    FILE *pipe = popen((command + " 2>&1").c_str(), "r");
+    if (pipe == nullptr) {
+        status = -1;
+        return output;
+    }
+    std::array<char, 4096> chunk{};
+    while (fgets(chunk.data(), chunk.size(), pipe) != nullptr) {
+        output += chunk.data();
+    }
+    status = pclose(pipe);
+    return output;
+}
+
+} // namespace
+
+TEST(InstalledPackage, ClientBuildsAndLinksAgainstTheInstalledService) {
+    dvrtest::TempDir dir;
+    const std::string cmake = DVR_CMAKE_COMMAND;
+    const std::string prefix = dir.file("prefix");
+    int status = 0;
+    std::string output =
+        run(cmake + " --install " + DVR_BINARY_DIR + " --prefix " + prefix, status);
+    ASSERT_EQ(0, status) << output;
+
+    output = run(cmake + " -S " + DVR_CLIENT_SOURCE_DIR + " -B " + dir.file("client") +
+                     " -G Ninja -DCMAKE_PREFIX_PATH=" + prefix,
+                 status);
+    ASSERT_EQ(0, status) << output;
+    output = run(cmake + " --build " + dir.file("client"), status);
+    ASSERT_EQ(0, status) << output;
+
+    output = run(dir.file("client") + "/dvr_package_client", status);
+    ASSERT_EQ(0, status) << output;
+    EXPECT_EQ("DVR_STM_READY camera 0 not ready -3\n", output);
+}
