@@ -25,7 +25,7 @@ std::string run(const std::string &command, int &status) {
     return output;
 }
 
-} // namespace
+}  // namespace
 
 TEST(InstalledPackage, ClientBuildsAndLinksAgainstTheInstalledService) {
     dvrtest::TempDir dir;
