@@ -7,9 +7,9 @@
 #ifndef DVR_INTERFACE_REMOTE_METHOD_H
 #define DVR_INTERFACE_REMOTE_METHOD_H
 
+#include <android/log.h>
 #include <binder/IBinder.h>
 #include <binder/Parcel.h>
-#include <android/log.h>
 
 #include <tuple>
 #include <utility>

@@ -13,9 +13,11 @@ using android::sp;
 
 namespace {
 
-sp<android::IInterface> newCallback() { return new dvrtest::RecordingCallback("", ""); }
+sp<android::IInterface> newCallback() {
+    return new dvrtest::RecordingCallback("", "");
+}
 
-} // namespace
+}  // namespace
 
 TEST(CallbackManager, AddedClientIsReturnedByGetClient) {
     CallbackManager manager(CBK_MANAGE_DROP_WITH_CLIENT);
@@ -118,7 +120,7 @@ TEST(CallbackManager, HandlersOfATypeAreOrderedByCbkIdAcrossClients) {
     CallbackHandlerSet handlers;
     ASSERT_EQ(0, manager.findCallbackHandlers(DVR_CBK_OBJ_RECORD, handlers));
     const std::vector<std::pair<int, sp<android::IInterface>>> ordered(handlers.begin(),
-                                                                        handlers.end());
+                                                                       handlers.end());
     const std::vector<std::pair<int, sp<android::IInterface>>> expected = {
         {10, first}, {30, second}, {50, first}};
     EXPECT_EQ(expected, ordered);

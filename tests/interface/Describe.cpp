@@ -13,13 +13,19 @@ std::string describeSequence(const Sequence &values) {
     return text + "]";
 }
 
-} // namespace
+}  // namespace
 
-std::string describe(int value) { return std::to_string(value); }
+std::string describe(int value) {
+    return std::to_string(value);
+}
 
-std::string describe(unsigned int value) { return std::to_string(value) + "u"; }
+std::string describe(unsigned int value) {
+    return std::to_string(value) + "u";
+}
 
-std::string describe(bool value) { return value ? "true" : "false"; }
+std::string describe(bool value) {
+    return value ? "true" : "false";
+}
 
 std::string describe(const char *text) {
     return text == nullptr ? "null" : "\"" + std::string(text) + "\"";
@@ -59,12 +65,16 @@ std::string describe(const dvrspace::SnapshotPA_t &snapshot) {
            " timestamp=" + std::to_string(snapshot.timestamp) + "}";
 }
 
-std::string describe(const std::vector<int> &values) { return describeSequence(values); }
+std::string describe(const std::vector<int> &values) {
+    return describeSequence(values);
+}
 
-std::string describe(const std::set<unsigned int> &values) { return describeSequence(values); }
+std::string describe(const std::set<unsigned int> &values) {
+    return describeSequence(values);
+}
 
 std::string describe(const android::sp<dvrspace::IDVRCallback> &callback) {
     return callback == nullptr ? "null" : "callback";
 }
 
-} // namespace dvrtest
+}  // namespace dvrtest

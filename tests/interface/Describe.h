@@ -39,6 +39,6 @@ std::string describe(const T *value) {
     return value == nullptr ? "null" : "&" + describe(*value);
 }
 
-} // namespace dvrtest
+}  // namespace dvrtest
 
-#endif // DVR_TEST_INTERFACE_DESCRIBE_H
+#endif  // DVR_TEST_INTERFACE_DESCRIBE_H

@@ -80,7 +80,7 @@ private:
     const char *const mText;
 };
 
-} // namespace
+}  // namespace
 
 TEST_F(HostileInput, WrongInterfaceTokenIsRefusedWithPermissionDenied) {
     EXPECT_EQ(android::PERMISSION_DENIED, send(kGetCameraCount, {}, "dvrspace.IDVRCallback"));

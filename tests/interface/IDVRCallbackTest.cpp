@@ -61,7 +61,7 @@ protected:
     android::sp<IDVR> mDVR;
 };
 
-} // namespace
+}  // namespace
 
 TEST_F(IDVRCallbackCalls, ServiceCallsEveryMethodWhileTheClientWaitsInItsOwnCall) {
     const android::sp<RecordingCallback> callback =

@@ -24,31 +24,56 @@ namespace {
 RecordingDVR::Plan chosenAnswers() {
     RecordingDVR::Plan plan;
     plan.results = {
-        {"registerCallback", -3},      {"unregisterCallback", -1},
-        {"establishCallback", 0},      {"destroyCallback", -1},
-        {"startRecordAll", -7},        {"stopRecordAll", -5},
-        {"applySettingsAll", -3},      {"abandonNewSettingsAll", 0},
-        {"factoryReset", 0},           {"setCameraSources", -3},
-        {"setAudioRecording", 0},      {"getCameraCount", 4},
-        {"getCamera", 0},              {"getAudioCount", 2},
-        {"getAudio", 0},               {"getRecorderCount", 3},
-        {"getEncoder", 0},             {"attachCamera", -2},
-        {"detachCamera", 0},           {"getAttachedCamera", 0},
-        {"attachAudio", -1},           {"detachAudio", 0},
-        {"getAttachedAudio", 0},       {"startRecord", -3},
-        {"stopRecord", -27},           {"autoNextFile", 0},
-        {"nextFile", -2},              {"setStoragePath", 0},
-        {"setFileNameFormat", -2},     {"applySettings", -3},
-        {"abandonNewSettings", 0},     {"takeSnapshot", 0},
-        {"setOutputFormat", 0},        {"setBitRate", -2},
-        {"setFrameRate", 0},           {"setResolution", -2},
-        {"setFileLength", 0},          {"setTimestamp", 0},
-        {"setSelfDefinedStamp", -3},   {"getCurrentState", DVR_STM_RECORDING},
-        {"getEncoderCapability", 0},   {"getOutputFormat", -1},
-        {"getBitRate", 8},             {"getFrameRate", 25},
-        {"getResolution", 2},          {"getFileLength", 60},
-        {"getTimestampSetting", 0},    {"getSelfDefinedStampSetting", 0},
-        {"getCameraCapability", 0},    {"getAudioCapability", 0},
+        {"registerCallback", -3},
+        {"unregisterCallback", -1},
+        {"establishCallback", 0},
+        {"destroyCallback", -1},
+        {"startRecordAll", -7},
+        {"stopRecordAll", -5},
+        {"applySettingsAll", -3},
+        {"abandonNewSettingsAll", 0},
+        {"factoryReset", 0},
+        {"setCameraSources", -3},
+        {"setAudioRecording", 0},
+        {"getCameraCount", 4},
+        {"getCamera", 0},
+        {"getAudioCount", 2},
+        {"getAudio", 0},
+        {"getRecorderCount", 3},
+        {"getEncoder", 0},
+        {"attachCamera", -2},
+        {"detachCamera", 0},
+        {"getAttachedCamera", 0},
+        {"attachAudio", -1},
+        {"detachAudio", 0},
+        {"getAttachedAudio", 0},
+        {"startRecord", -3},
+        {"stopRecord", -27},
+        {"autoNextFile", 0},
+        {"nextFile", -2},
+        {"setStoragePath", 0},
+        {"setFileNameFormat", -2},
+        {"applySettings", -3},
+        {"abandonNewSettings", 0},
+        {"takeSnapshot", 0},
+        {"setOutputFormat", 0},
+        {"setBitRate", -2},
+        {"setFrameRate", 0},
+        {"setResolution", -2},
+        {"setFileLength", 0},
+        {"setTimestamp", 0},
+        {"setSelfDefinedStamp", -3},
+        {"getCurrentState", DVR_STM_RECORDING},
+        {"getEncoderCapability", 0},
+        {"getOutputFormat", -1},
+        {"getBitRate", 8},
+        {"getFrameRate", 25},
+        {"getResolution", 2},
+        {"getFileLength", 60},
+        {"getTimestampSetting", 0},
+        {"getSelfDefinedStampSetting", 0},
+        {"getCameraCapability", 0},
+        {"getAudioCapability", 0},
         {"setSamplingRate", -2},
     };
     plan.flag = true;
@@ -75,7 +100,7 @@ protected:
     android::sp<IDVR> mDVR;
 };
 
-} // namespace
+}  // namespace
 
 TEST_F(IDVRRoundTrip, CallbackRegistrationCarriesPidIdTypeAndTheCallbackObject) {
     const android::sp<IDVRCallback> callback = new dvrtest::RecordingCallback("", "");
@@ -101,12 +126,12 @@ TEST_F(IDVRRoundTrip, OperationsOnEveryRecorderCarryTheirResults) {
     EXPECT_EQ(DVR_SUCCESS, mDVR->setAudioRecording(-1, true));
     EXPECT_EQ(DVR_SUCCESS, mDVR->setAudioRecording(4, false));
     EXPECT_TRUE(mDVR->getAudioRecording(99));
-    EXPECT_EQ((Lines{"4 startRecordAll()", "5 stopRecordAll()", "6 applySettingsAll()",
-                     "7 abandonNewSettingsAll()", "8 factoryReset()",
-                     "9 setCameraSources(3, [2,0,-1])", "9 setCameraSources(0, [])",
-                     "10 setAudioRecording(-1, true)", "10 setAudioRecording(4, false)",
-                     "11 getAudioRecording(99)"}),
-              mService.newTranscriptLines());
+    EXPECT_EQ(
+        (Lines{"4 startRecordAll()", "5 stopRecordAll()", "6 applySettingsAll()",
+               "7 abandonNewSettingsAll()", "8 factoryReset()", "9 setCameraSources(3, [2,0,-1])",
+               "9 setCameraSources(0, [])", "10 setAudioRecording(-1, true)",
+               "10 setAudioRecording(4, false)", "11 getAudioRecording(99)"}),
+        mService.newTranscriptLines());
 }
 
 TEST_F(IDVRRoundTrip, DeviceQueriesFillTheClientsOutputPointers) {
@@ -126,8 +151,8 @@ TEST_F(IDVRRoundTrip, DeviceQueriesFillTheClientsOutputPointers) {
     EXPECT_EQ(DVR_SUCCESS, mDVR->getEncoder(-3, &encId));
     EXPECT_EQ(1700, encId);
     EXPECT_EQ((Lines{"12 getCameraCount()", "13 getCamera(2, &-5, &0)", "14 getAudioCount()",
-                     "15 getAudio(1, &-6)", "16 getSupportSamplingRate()",
-                     "17 getRecorderCount()", "18 getEncoder(-3, &-7)"}),
+                     "15 getAudio(1, &-6)", "16 getSupportSamplingRate()", "17 getRecorderCount()",
+                     "18 getEncoder(-3, &-7)"}),
               mService.newTranscriptLines());
 }
 
@@ -150,14 +175,14 @@ TEST_F(IDVRRoundTrip, NullOutputPointersReachTheServiceWhichAnswersMinusTwo) {
     // The non-null partner of a null pointer is not written.
     EXPECT_EQ(41, id);
     EXPECT_EQ(QV_DVR_DEVICE_TYPE_MIPI, type);
-    EXPECT_EQ((Lines{"13 getCamera(0, null, &1)", "13 getCamera(0, &41, null)",
-                     "15 getAudio(0, null)", "18 getEncoder(0, null)",
-                     "21 getAttachedCamera(1, null)", "24 getAttachedAudio(1, null)",
-                     "39 setTimestamp(1, null)", "40 setSelfDefinedStamp(1, null)",
-                     "43 getEncoderCapability(0, null)", "49 getTimestampSetting(1, null)",
-                     "50 getSelfDefinedStampSetting(1, null)", "51 getCameraCapability(3, null)",
-                     "52 getAudioCapability(3, null)"}),
-              mService.newTranscriptLines());
+    EXPECT_EQ(
+        (Lines{"13 getCamera(0, null, &1)", "13 getCamera(0, &41, null)", "15 getAudio(0, null)",
+               "18 getEncoder(0, null)", "21 getAttachedCamera(1, null)",
+               "24 getAttachedAudio(1, null)", "39 setTimestamp(1, null)",
+               "40 setSelfDefinedStamp(1, null)", "43 getEncoderCapability(0, null)",
+               "49 getTimestampSetting(1, null)", "50 getSelfDefinedStampSetting(1, null)",
+               "51 getCameraCapability(3, null)", "52 getAudioCapability(3, null)"}),
+        mService.newTranscriptLines());
 }
 
 TEST_F(IDVRRoundTrip, DeviceAttachmentCarriesIdsAndTheAttachedIndex) {
@@ -193,16 +218,16 @@ TEST_F(IDVRRoundTrip, RecordingAndFileOperationsKeepNullTextsApartFromEmptyOnes)
     EXPECT_EQ(DVR_SUCCESS, mDVR->abandonNewSettings(100));
     EXPECT_EQ(DVR_SUCCESS, mDVR->takeSnapshot(100, snapshot));
     EXPECT_EQ(describe(mPlan.snapshot), describe(snapshot));
-    EXPECT_EQ((Lines{"25 startRecord(100)", "26 stopRecord(100)", "27 autoNextFile(100, true)",
-                     "28 nextFile(100, \"/data/rec/a b [1].ts\")", "28 nextFile(100, null)",
-                     "28 nextFile(100, \"\")", "29 setStoragePath(100, \"/mnt/sd\")",
-                     "29 setStoragePath(100, null)",
-                     "30 setFileNameFormat(100, \"cam_%ST_%ET\", null)",
-                     "30 setFileNameFormat(100, null, \"%Y%m%d\")", "31 applySettings(100)",
-                     "32 abandonNewSettings(100)",
-                     "33 takeSnapshot(100, {planePA=1u,2u width=3 height=4 stride=5 "
-                     "timestamp=6})"}),
-              mService.newTranscriptLines());
+    EXPECT_EQ(
+        (Lines{"25 startRecord(100)", "26 stopRecord(100)", "27 autoNextFile(100, true)",
+               "28 nextFile(100, \"/data/rec/a b [1].ts\")", "28 nextFile(100, null)",
+               "28 nextFile(100, \"\")", "29 setStoragePath(100, \"/mnt/sd\")",
+               "29 setStoragePath(100, null)", "30 setFileNameFormat(100, \"cam_%ST_%ET\", null)",
+               "30 setFileNameFormat(100, null, \"%Y%m%d\")", "31 applySettings(100)",
+               "32 abandonNewSettings(100)",
+               "33 takeSnapshot(100, {planePA=1u,2u width=3 height=4 stride=5 "
+               "timestamp=6})"}),
+        mService.newTranscriptLines());
 }
 
 TEST_F(IDVRRoundTrip, StagedSettingsCarryEnumsRecordsAndOutOfRangeValues) {
@@ -233,25 +258,25 @@ TEST_F(IDVRRoundTrip, StagedSettingsCarryEnumsRecordsAndOutOfRangeValues) {
     EXPECT_EQ(describe(mPlan.stamp), describe(readTimestamp));
     EXPECT_EQ(DVR_SUCCESS, mDVR->getSelfDefinedStampSetting(100, &readUserStamp));
     EXPECT_EQ(describe(mPlan.stamp), describe(readUserStamp));
-    EXPECT_EQ((Lines{"34 setOutputFormat(100, 1)", "34 setOutputFormat(100, -1)",
-                     "35 setBitRate(100, 8)", "36 setFrameRate(100, 30)",
-                     "37 setResolution(100, 4)", "37 setResolution(100, -1)",
-                     "38 setFileLength(100, 60)",
-                     "39 setTimestamp(100, &{enabled=true x=10 y=-20 fontSize=1 color=200 "
-                     "interval=500})",
-                     "40 setSelfDefinedStamp(100, &{enabled=false x=-1 y=0 fontSize=7 color=0 "
-                     "interval=-1})",
-                     "41 isSettingChanged(100)", "42 getCurrentState(100)",
-                     "43 getEncoderCapability(-9, &{file_name_length_limit=0 max_width=0 "
-                     "max_height=0 max_file_length=0 min_file_length=0 max_bit_rate=0 "
-                     "min_bit_rate=0 max_frame_rate=0 min_frame_rate=0})",
-                     "44 getOutputFormat(100)", "45 getBitRate(100)", "46 getFrameRate(100)",
-                     "47 getResolution(100)", "48 getFileLength(100)",
-                     "49 getTimestampSetting(100, &{enabled=false x=0 y=0 fontSize=0 color=0 "
-                     "interval=0})",
-                     "50 getSelfDefinedStampSetting(100, &{enabled=false x=0 y=0 fontSize=0 "
-                     "color=0 interval=0})"}),
-              mService.newTranscriptLines());
+    EXPECT_EQ(
+        (Lines{"34 setOutputFormat(100, 1)", "34 setOutputFormat(100, -1)", "35 setBitRate(100, 8)",
+               "36 setFrameRate(100, 30)", "37 setResolution(100, 4)", "37 setResolution(100, -1)",
+               "38 setFileLength(100, 60)",
+               "39 setTimestamp(100, &{enabled=true x=10 y=-20 fontSize=1 color=200 "
+               "interval=500})",
+               "40 setSelfDefinedStamp(100, &{enabled=false x=-1 y=0 fontSize=7 color=0 "
+               "interval=-1})",
+               "41 isSettingChanged(100)", "42 getCurrentState(100)",
+               "43 getEncoderCapability(-9, &{file_name_length_limit=0 max_width=0 "
+               "max_height=0 max_file_length=0 min_file_length=0 max_bit_rate=0 "
+               "min_bit_rate=0 max_frame_rate=0 min_frame_rate=0})",
+               "44 getOutputFormat(100)", "45 getBitRate(100)", "46 getFrameRate(100)",
+               "47 getResolution(100)", "48 getFileLength(100)",
+               "49 getTimestampSetting(100, &{enabled=false x=0 y=0 fontSize=0 color=0 "
+               "interval=0})",
+               "50 getSelfDefinedStampSetting(100, &{enabled=false x=0 y=0 fontSize=0 "
+               "color=0 interval=0})"}),
+        mService.newTranscriptLines());
 }
 
 TEST_F(IDVRRoundTrip, DeviceCapabilitiesAndSamplingRateCarryEveryField) {
@@ -271,33 +296,60 @@ TEST_F(IDVRRoundTrip, DeviceCapabilitiesAndSamplingRateCarryEveryField) {
 
 TEST_F(IDVRRoundTrip, EveryTransactionCodeReachesItsOperationInInterfaceOrder) {
     const char *const interfaceOrder[] = {
-        "registerCallback",    "unregisterCallback",
-        "establishCallback",   "destroyCallback",
-        "startRecordAll",      "stopRecordAll",
-        "applySettingsAll",    "abandonNewSettingsAll",
-        "factoryReset",        "setCameraSources",
-        "setAudioRecording",   "getAudioRecording",
-        "getCameraCount",      "getCamera",
-        "getAudioCount",       "getAudio",
-        "getSupportSamplingRate", "getRecorderCount",
-        "getEncoder",          "attachCamera",
-        "detachCamera",        "getAttachedCamera",
-        "attachAudio",         "detachAudio",
-        "getAttachedAudio",    "startRecord",
-        "stopRecord",          "autoNextFile",
-        "nextFile",            "setStoragePath",
-        "setFileNameFormat",   "applySettings",
-        "abandonNewSettings",  "takeSnapshot",
-        "setOutputFormat",     "setBitRate",
-        "setFrameRate",        "setResolution",
-        "setFileLength",       "setTimestamp",
-        "setSelfDefinedStamp", "isSettingChanged",
-        "getCurrentState",     "getEncoderCapability",
-        "getOutputFormat",     "getBitRate",
-        "getFrameRate",        "getResolution",
-        "getFileLength",       "getTimestampSetting",
-        "getSelfDefinedStampSetting", "getCameraCapability",
-        "getAudioCapability",  "setSamplingRate",
+        "registerCallback",
+        "unregisterCallback",
+        "establishCallback",
+        "destroyCallback",
+        "startRecordAll",
+        "stopRecordAll",
+        "applySettingsAll",
+        "abandonNewSettingsAll",
+        "factoryReset",
+        "setCameraSources",
+        "setAudioRecording",
+        "getAudioRecording",
+        "getCameraCount",
+        "getCamera",
+        "getAudioCount",
+        "getAudio",
+        "getSupportSamplingRate",
+        "getRecorderCount",
+        "getEncoder",
+        "attachCamera",
+        "detachCamera",
+        "getAttachedCamera",
+        "attachAudio",
+        "detachAudio",
+        "getAttachedAudio",
+        "startRecord",
+        "stopRecord",
+        "autoNextFile",
+        "nextFile",
+        "setStoragePath",
+        "setFileNameFormat",
+        "applySettings",
+        "abandonNewSettings",
+        "takeSnapshot",
+        "setOutputFormat",
+        "setBitRate",
+        "setFrameRate",
+        "setResolution",
+        "setFileLength",
+        "setTimestamp",
+        "setSelfDefinedStamp",
+        "isSettingChanged",
+        "getCurrentState",
+        "getEncoderCapability",
+        "getOutputFormat",
+        "getBitRate",
+        "getFrameRate",
+        "getResolution",
+        "getFileLength",
+        "getTimestampSetting",
+        "getSelfDefinedStampSetting",
+        "getCameraCapability",
+        "getAudioCapability",
+        "setSamplingRate",
     };
     ASSERT_EQ(54u, std::size(interfaceOrder));
 
@@ -366,8 +418,7 @@ TEST_F(IDVRRoundTrip, EveryTransactionCodeReachesItsOperationInInterfaceOrder) {
     const Lines lines = mService.newTranscriptLines();
     ASSERT_EQ(54u, lines.size());
     for (size_t code = 0; code < lines.size(); ++code) {
-        const std::string expected =
-            std::to_string(code) + " " + interfaceOrder[code] + "(";
+        const std::string expected = std::to_string(code) + " " + interfaceOrder[code] + "(";
         EXPECT_EQ(expected, lines[code].substr(0, expected.size()));
     }
 }

@@ -65,8 +65,8 @@ int RecordingCallback::getStampString(int cbkId, int index, char *buffer) {
 }
 
 int RecordingCallback::fileNameGenerator(int cbkId, int index, char *buffer, int length) {
-    add("fileNameGenerator(" + describe(cbkId) + ", " + describe(index) + ", " +
-        describe(buffer) + ", " + describe(length) + ")");
+    add("fileNameGenerator(" + describe(cbkId) + ", " + describe(index) + ", " + describe(buffer) +
+        ", " + describe(length) + ")");
     if (buffer == nullptr || length <= 0) {
         return -2;
     }
@@ -80,4 +80,4 @@ int RecordingCallback::fileNameGenerator(int cbkId, int index, char *buffer, int
     return 0;
 }
 
-} // namespace dvrtest
+}  // namespace dvrtest

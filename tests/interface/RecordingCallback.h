@@ -40,6 +40,6 @@ private:
     std::vector<std::string> mCalls;
 };
 
-} // namespace dvrtest
+}  // namespace dvrtest
 
-#endif // DVR_TEST_INTERFACE_RECORDING_CALLBACK_H
+#endif  // DVR_TEST_INTERFACE_RECORDING_CALLBACK_H

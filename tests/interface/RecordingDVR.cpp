@@ -23,12 +23,11 @@ std::string describeAll(const A &...arguments) {
     return text;
 }
 
-} // namespace
+}  // namespace
 
 RecordingDVR::RecordingDVR(const Plan &plan, const std::string &transcriptPath)
     : mPlan(plan),
-      mTranscript(open(transcriptPath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600)) {
-}
+      mTranscript(open(transcriptPath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600)) {}
 
 RecordingDVR::~RecordingDVR() {
     if (mLateCallbacks.joinable()) {
@@ -392,4 +391,4 @@ DVRResult_e RecordingDVR::setSamplingRate(int aud_id, unsigned int rate) {
     return plannedResult("setSamplingRate");
 }
 
-} // namespace dvrtest
+}  // namespace dvrtest

@@ -23,8 +23,8 @@ public:
         // Result of an operation by name (0 when absent). The int getters
         // return it plus their enc_id, so crossed replies would show.
         std::map<std::string, int> results;
-        bool flag = false; // every bool result
-        int outId = 0;     // every id or index written through a pointer
+        bool flag = false;  // every bool result
+        int outId = 0;      // every id or index written through a pointer
         dvrspace::QVDVRDeviceType_e deviceType = dvrspace::QV_DVR_DEVICE_TYPE_UNKNOWN;
         std::set<unsigned int> samplingRates;
         dvrspace::SnapshotPA_t snapshot{};
@@ -36,14 +36,14 @@ public:
         // callback before it returns; stopRecord does so from another thread
         // after it returned. Each answer goes into the transcript.
         bool callBackFromRecordCalls = false;
-        int cbkId = 0; // first argument of those callback calls
+        int cbkId = 0;  // first argument of those callback calls
     };
 
     RecordingDVR(const Plan &plan, const std::string &transcriptPath);
     ~RecordingDVR() override;
 
-    android::status_t onTransact(uint32_t code, const android::Parcel &data,
-                                 android::Parcel *reply, uint32_t flags) override;
+    android::status_t onTransact(uint32_t code, const android::Parcel &data, android::Parcel *reply,
+                                 uint32_t flags) override;
 
     dvrspace::DVRResult_e registerCallback(int pid, int cbkId,
                                            dvrspace::DVRCbkObjType_e type) override;
@@ -130,6 +130,6 @@ private:
     std::thread mLateCallbacks;
 };
 
-} // namespace dvrtest
+}  // namespace dvrtest
 
-#endif // DVR_TEST_INTERFACE_RECORDING_DVR_H
+#endif  // DVR_TEST_INTERFACE_RECORDING_DVR_H

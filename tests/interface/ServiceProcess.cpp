@@ -20,7 +20,7 @@ namespace {
 
 const char *const kServiceName = "dvr_interface_test";
 
-} // namespace
+}  // namespace
 
 ServiceProcess::ServiceProcess(const RecordingDVR::Plan &plan)
     : mTranscriptPath(mDir.file("transcript")) {
@@ -39,7 +39,9 @@ ServiceProcess::ServiceProcess(const RecordingDVR::Plan &plan)
     _exit(0);
 }
 
-ServiceProcess::~ServiceProcess() { stop(); }
+ServiceProcess::~ServiceProcess() {
+    stop();
+}
 
 void ServiceProcess::stop() {
     if (mPid > 0) {
@@ -85,4 +87,4 @@ std::vector<std::string> ServiceProcess::waitForTranscriptLines(size_t count) {
     return lines;
 }
 
-} // namespace dvrtest
+}  // namespace dvrtest

@@ -41,6 +41,6 @@ private:
     pid_t mPid = -1;
 };
 
-} // namespace dvrtest
+}  // namespace dvrtest
 
-#endif // DVR_TEST_INTERFACE_SERVICE_PROCESS_H
+#endif  // DVR_TEST_INTERFACE_SERVICE_PROCESS_H
