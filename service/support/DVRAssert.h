@@ -14,4 +14,4 @@
         }                                               \
     } while (0)
 
-#endif // DVR_ASSERT_H
+#endif  // DVR_ASSERT_H

@@ -25,7 +25,7 @@ std::string run(const std::string &command, int &status) {
     return output;
 }
 
-} // namespace
+}  // namespace
 
 TEST(InstalledPackage, ClientBuildsAndLinksAgainstTheInstalledService) {
     dvrtest::TempDir dir;
@@ -37,7 +37,8 @@ TEST(InstalledPackage, ClientBuildsAndLinksAgainstTheInstalledService) {
     ASSERT_EQ(0, status) << output;
 
     output = run(cmake + " -S " + DVR_CLIENT_SOURCE_DIR + " -B " + dir.file("client") +
-                     " -G Ninja -DCMAKE_PREFIX_PATH=" + prefix,
+                     " -G Ninja -DCMAKE_PREFIX_PATH=" + prefix +
+                     " \"-DCMAKE_CXX_FLAGS=" + DVR_CLIENT_FLAGS + "\"",
                  status);
     ASSERT_EQ(0, status) << output;
     output = run(cmake + " --build " + dir.file("client"), status);

@@ -33,6 +33,6 @@ protected:
     virtual ~ServiceMessager() = default;
 };
 
-} // namespace system_extension
+}  // namespace system_extension
 
-#endif // SYSTEM_EXTENSION_SERVICE_MESSAGER_H
+#endif  // SYSTEM_EXTENSION_SERVICE_MESSAGER_H

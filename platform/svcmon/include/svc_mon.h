@@ -47,4 +47,4 @@ int startServiceAndWait(const char *name);
 }
 #endif
 
-#endif // SVC_MON_H
+#endif  // SVC_MON_H

@@ -8,7 +8,7 @@
 class TextBrush {
 public:
     // Pixel format codes.
-    static constexpr int kFormatNV12 = 2; // luma plane, interleaved chroma at stride * height
+    static constexpr int kFormatNV12 = 2;  // luma plane, interleaved chroma at stride * height
 
     // fontSize: 1 (smallest) to 5. background, foreground: colour codes 0 to 8
     // (palette in TextBrush.cpp's table, written down below); background 0
@@ -36,4 +36,4 @@ private:
     int mForeground;
 };
 
-#endif // TEXT_BRUSH_H
+#endif  // TEXT_BRUSH_H

@@ -28,4 +28,4 @@ int qv_vendor_data_write_string(int position, int length, const char *text);
 }
 #endif
 
-#endif // QV_VENDOR_DATA_H
+#endif  // QV_VENDOR_DATA_H
