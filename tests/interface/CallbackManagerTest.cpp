@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "CallbackManager.h"
+#include "DVRTypes.h"
 #include "RecordingCallback.h"
 
 using namespace dvrspace;

@@ -2,6 +2,7 @@
 // BpDVR: each is refused with an error status, the implementation does not
 // run, and nothing crashes. Runs in one process: the stubs are called
 // directly, as the transport calls them.
+#include <binder/Parcel.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -209,7 +210,7 @@ TEST(HostileReply, ShortReplyGivesFailureAndLeavesOutputsAlone) {
     const sp<IDVR> proxy = new BpDVR(new ScriptedReplyBinder({}));
     int camId = 41;
     QVDVRDeviceType_e type = QV_DVR_DEVICE_TYPE_MIPI;
-    EXPECT_EQ(DVR_FAILURE, proxy.getCamera(0, &camId, &type));
+    EXPECT_EQ(DVR_FAILURE, proxy->getCamera(0, &camId, &type));
     EXPECT_EQ(41, camId);
     EXPECT_EQ(QV_DVR_DEVICE_TYPE_MIPI, type);
 }
@@ -219,14 +220,14 @@ TEST(HostileReply, ReplyMissingAnOutputGivesFailureAndLeavesEveryOutputAlone) {
     const sp<IDVR> proxy = new BpDVR(new ScriptedReplyBinder({0, 77}));
     int camId = 41;
     QVDVRDeviceType_e type = QV_DVR_DEVICE_TYPE_MIPI;
-    EXPECT_EQ(DVR_FAILURE, proxy.getCamera(0, &camId, &type));
+    EXPECT_EQ(DVR_FAILURE, proxy->getCamera(0, &camId, &type));
     EXPECT_EQ(41, camId);
     EXPECT_EQ(QV_DVR_DEVICE_TYPE_MIPI, type);
 }
 
 TEST(HostileReply, ForgedSetCountGivesAnEmptySet) {
     const sp<IDVR> proxy = new BpDVR(new ScriptedReplyBinder({0x7fffffff, 8000}));
-    EXPECT_TRUE(proxy.getSupportSamplingRate().empty());
+    EXPECT_TRUE(proxy->getSupportSamplingRate().empty());
 }
 
 TEST(HostileReply, ShortQueryReplyGivesAnErrorAndLeavesTheBufferAlone) {

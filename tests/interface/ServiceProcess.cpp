@@ -3,6 +3,7 @@
 #include <binder/IPCThreadState.h>
 #include <binder/IServiceManager.h>
 #include <binder/ProcessState.h>
+#include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -20,10 +21,19 @@ namespace {
 
 const char *const kServiceName = "dvr_interface_test";
 
+// Set once this process used binder: a later fork would copy a thread pool
+// whose threads do not exist in the child.
+bool gBinderStarted = false;
+
 }  // namespace
 
 ServiceProcess::ServiceProcess(const RecordingDVR::Plan &plan)
     : mTranscriptPath(mDir.file("transcript")) {
+    if (gBinderStarted) {
+        ADD_FAILURE() << "one service process per test process: run each case on its own, as "
+                         "ctest does, or with --gtest_filter";
+        return;
+    }
     setenv("DVR_BINDER_DIR", mDir.path().c_str(), 1);
     mPid = fork();
     if (mPid != 0) {
@@ -52,6 +62,10 @@ void ServiceProcess::stop() {
 }
 
 android::sp<dvrspace::IDVR> ServiceProcess::connect() {
+    if (mPid <= 0) {
+        return nullptr;
+    }
+    gBinderStarted = true;
     android::ProcessState::self()->startThreadPool();
     const android::sp<android::IBinder> binder =
         android::defaultServiceManager()->waitForService(android::String16(kServiceName), 20000);

@@ -1,8 +1,8 @@
 // Forks a process that publishes a RecordingDVR and serves it until this
 // object goes away (or this process dies); the test process stays the client.
 // Each instance uses its own binder directory, so tests may run in parallel.
-// Create it before this process uses binder: the fork must not copy a running
-// thread pool.
+// One per test process, created before the process uses binder: the fork must
+// not copy a running thread pool (a second instance fails the test at once).
 #ifndef DVR_TEST_INTERFACE_SERVICE_PROCESS_H
 #define DVR_TEST_INTERFACE_SERVICE_PROCESS_H
 

@@ -2,6 +2,8 @@
 // Input: one byte choosing the stub and whether a valid interface token goes
 // first, one byte for the transaction code (a few past the last one too),
 // then the request's bytes.
+#include <binder/Parcel.h>
+
 #include <cstddef>
 #include <cstdint>
 
