@@ -51,6 +51,11 @@ struct FailedWrite {
     const char *message;
 };
 
+// Keeps the printed parameter (and so the test's listed name) stable.
+void PrintTo(const FailedWrite &write, std::ostream *out) {
+    *out << "write " << write.index;
+}
+
 class RecorderResetWriteFailure : public RecorderFixture,
                                   public ::testing::WithParamInterface<FailedWrite> {};
 

@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <regex>
 #include <thread>
 
 #include "DVRAudioDeviceFactory.h"
@@ -488,6 +487,11 @@ struct ResolutionCase {
     const char *errorLine;  // null: none
 };
 
+// Keeps the printed parameter (and so the test's listed name) stable.
+void PrintTo(const ResolutionCase &c, std::ostream *out) {
+    *out << c.width << "x" << c.height;
+}
+
 class RecorderResolution : public RecorderFixture,
                            public ::testing::WithParamInterface<ResolutionCase> {};
 
@@ -513,8 +517,15 @@ INSTANTIATE_TEST_SUITE_P(
                       ResolutionCase{"1280", "-1", 0, "Invalid size:{1280,0}\n"},
                       ResolutionCase{"1280", "1080", -1, "Invalid size:{1280,0}\n"}),
     [](const ::testing::TestParamInfo<ResolutionCase> &info) {
-        std::string name = std::string(info.param.width) + "x" + info.param.height;
-        return std::regex_replace(name, std::regex("-"), "Minus");
+        std::string name;
+        for (const char *c = info.param.width; *c != '\0'; ++c) {
+            name += *c == '-' ? std::string("Minus") : std::string(1, *c);
+        }
+        name += "x";
+        for (const char *c = info.param.height; *c != '\0'; ++c) {
+            name += *c == '-' ? std::string("Minus") : std::string(1, *c);
+        }
+        return name;
     });
 
 // ------------------------------------------------------------ capability

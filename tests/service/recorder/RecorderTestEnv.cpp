@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <regex>
 
 #include "DVRSimulatorControl.h"
 #include "qv_vendor_data.h"
