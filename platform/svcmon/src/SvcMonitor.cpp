@@ -76,6 +76,11 @@ int SvcMonitor::start() {
         ALOGW("%s", problem.c_str());
     }
     mKnownStates = std::move(baseline);
+    std::string error;
+    if (!mDir.readDefault(&mDefaultState, &error)) {
+        ALOGW("%s", error.c_str());
+        mDefaultState = SvcStateDir::kImplicitState;
+    }
     mStopping = false;
     mThread = std::thread(&SvcMonitor::run, this);
     return SVC_MON_NOERROR;
@@ -236,6 +241,12 @@ SvcMonitor::Changes SvcMonitor::collectChanges(const std::vector<std::string> &t
             }
         }
     }
+    if (defaultChanged || rescan) {
+        std::string error;
+        if (!mDir.readDefault(&mDefaultState, &error)) {
+            ALOGE("ignoring a change of %s: %s", SvcStateDir::kDefaultStateFile, error.c_str());
+        }
+    }
     Changes changes;
     for (const std::string &service : services) {
         std::string state;
@@ -248,8 +259,10 @@ SvcMonitor::Changes SvcMonitor::collectChanges(const std::vector<std::string> &t
         if (state.empty()) {
             continue;
         }
+        // A service not seen before had the default state until now.
         auto known = mKnownStates.find(service);
-        if (known == mKnownStates.end() || known->second != state) {
+        const std::string &previous = known != mKnownStates.end() ? known->second : mDefaultState;
+        if (previous != state) {
             mKnownStates[service] = state;
             changes.emplace_back(service, state);
         }

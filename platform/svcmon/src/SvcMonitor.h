@@ -77,6 +77,8 @@ private:
     // Last reported state per service; the monitor's thread only (and start
     // before the thread runs).
     std::map<std::string, std::string> mKnownStates;
+    // State of services without a file, as of the last look at ".default".
+    std::string mDefaultState;
 };
 
 #endif  // SVC_MONITOR_H
