@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <memory>
 #include <mutex>
 #include <sstream>
 #include <string>
@@ -70,7 +71,16 @@ protected:
         mMessager = ServiceMessager::create();
         ASSERT_NE(nullptr, mMessager);
     }
+    // The receiver goes after the messager, which may still be delivering.
     void TearDown() override { ServiceMessager::destroy(mMessager); }
+
+    // Registers as "dvr_server" a receiver answering resumebegin with
+    // resumeReply (never answering anything when it is empty).
+    HibernationReceiver &serve(const std::string &resumeReply) {
+        mReceiver = std::make_unique<HibernationReceiver>(mMessager, resumeReply);
+        EXPECT_EQ(0, mMessager->registerReceiver("dvr_server", mReceiver.get()));
+        return *mReceiver;
+    }
 
     // Runs sysmsg --dir <temp> <arguments>.
     ToolResult sysmsg(const std::string &arguments) {
@@ -98,13 +108,13 @@ protected:
 
     dvrtest::TempDir mTemp;
     ServiceMessager *mMessager = nullptr;
+    std::unique_ptr<HibernationReceiver> mReceiver;
 };
 
 }  // namespace
 
 TEST_F(SysmsgTest, PrintsTheReplyToSuspendBegin) {
-    HibernationReceiver receiver(mMessager, "resumesuccess");
-    ASSERT_EQ(0, mMessager->registerReceiver("dvr_server", &receiver));
+    HibernationReceiver &receiver = serve("resumesuccess");
     const ToolResult result = sysmsg("dvr_server suspendbegin");
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ("dvr_server hibernationstate suspendsuccess\n", result.out);
@@ -112,16 +122,14 @@ TEST_F(SysmsgTest, PrintsTheReplyToSuspendBegin) {
 }
 
 TEST_F(SysmsgTest, PrintsTheReplyToResumeBegin) {
-    HibernationReceiver receiver(mMessager, "resumeignored");
-    ASSERT_EQ(0, mMessager->registerReceiver("dvr_server", &receiver));
+    serve("resumeignored");
     const ToolResult result = sysmsg("dvr_server resumebegin");
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ("dvr_server hibernationstate resumeignored\n", result.out);
 }
 
 TEST_F(SysmsgTest, ConfirmationIsSentWithoutWaiting) {
-    HibernationReceiver receiver(mMessager, "resumesuccess");
-    ASSERT_EQ(0, mMessager->registerReceiver("dvr_server", &receiver));
+    HibernationReceiver &receiver = serve("resumesuccess");
     const ToolResult result = sysmsg("dvr_server resumesuccess");
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ("", result.out);
@@ -129,8 +137,7 @@ TEST_F(SysmsgTest, ConfirmationIsSentWithoutWaiting) {
 }
 
 TEST_F(SysmsgTest, SaysSoWhenNoReplyComesInTime) {
-    HibernationReceiver receiver(mMessager, "");
-    ASSERT_EQ(0, mMessager->registerReceiver("dvr_server", &receiver));
+    serve("");
     ToolResult result = sysmsg("--timeout 300 dvr_server suspendbegin");
     EXPECT_EQ(1, result.status);
     EXPECT_EQ("", result.out);
@@ -141,8 +148,7 @@ TEST_F(SysmsgTest, SaysSoWhenNoReplyComesInTime) {
 }
 
 TEST_F(SysmsgTest, MessageForAnotherNameGetsNoReply) {
-    HibernationReceiver receiver(mMessager, "resumesuccess");
-    ASSERT_EQ(0, mMessager->registerReceiver("dvr_server", &receiver));
+    HibernationReceiver &receiver = serve("resumesuccess");
     ToolResult result = sysmsg("--timeout 300 --name other_server dvr_server suspendbegin");
     EXPECT_EQ(1, result.status);
     EXPECT_EQ("sysmsg: no reply from dvr_server within 300 ms\n", result.err);
@@ -152,8 +158,7 @@ TEST_F(SysmsgTest, MessageForAnotherNameGetsNoReply) {
 }
 
 TEST_F(SysmsgTest, CycleRunsSuspendResumeAndConfirms) {
-    HibernationReceiver receiver(mMessager, "resumeignored");
-    ASSERT_EQ(0, mMessager->registerReceiver("dvr_server", &receiver));
+    HibernationReceiver &receiver = serve("resumeignored");
     const ToolResult result = sysmsg("cycle dvr_server");
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ(
