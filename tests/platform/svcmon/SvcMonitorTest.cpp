@@ -357,8 +357,11 @@ TEST_F(SvcMonitorTest, RemovingAnUnknownHandleFails) {
     svc_mon_notify_handle_t handle = addLog(&log);
     ASSERT_NE(nullptr, handle);
     EXPECT_EQ(SVC_MON_NOERROR, svc_mon_notify_rm(mMonitor, handle));
+    svc_mon_notify_handle_t next = addLog(&log);
+    EXPECT_NE(handle, next) << "handles are never given out twice";
     EXPECT_EQ(-1, svc_mon_notify_rm(mMonitor, handle));
     EXPECT_EQ(-1, svc_mon_notify_rm(mMonitor, nullptr));
+    EXPECT_EQ(SVC_MON_NOERROR, svc_mon_notify_rm(mMonitor, next));
     EXPECT_EQ(2u,
               capture.messagesContaining("svc_mon_notify_rm: unknown notification handle").size());
 }
