@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "CommandResult.h"
 #include "ServiceMessager.h"
 #include "TempDir.h"
 
@@ -22,11 +23,7 @@ using system_extension::ServiceMessageReceiver;
 
 namespace {
 
-struct ToolResult {
-    int status;
-    std::string out;
-    std::string err;
-};
+using ToolResult = dvrtest::CommandResult;
 
 // Answers suspend and resume like the recording service; records every value.
 class HibernationReceiver : public ServiceMessageReceiver {
@@ -86,25 +83,7 @@ protected:
     ToolResult sysmsg(const std::string &arguments) {
         return run(std::string(SYSMSG_TOOL) + " --dir " + mTemp.path() + " " + arguments);
     }
-    ToolResult run(const std::string &command) {
-        const std::string errFile = mTemp.file("stderr.txt");
-        ToolResult result{-1, "", ""};
-        FILE *pipe = popen((command + " 2>" + errFile).c_str(), "r");
-        if (pipe == nullptr) {
-            ADD_FAILURE() << "cannot run " << command;
-            return result;
-        }
-        std::array<char, 4096> chunk{};
-        while (fgets(chunk.data(), chunk.size(), pipe) != nullptr) {
-            result.out += chunk.data();
-        }
-        const int status = pclose(pipe);
-        result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        std::stringstream err;
-        err << std::ifstream(errFile).rdbuf();
-        result.err = err.str();
-        return result;
-    }
+    ToolResult run(const std::string &command) { return dvrtest::runCommand(command); }
 
     dvrtest::TempDir mTemp;
     ServiceMessager *mMessager = nullptr;

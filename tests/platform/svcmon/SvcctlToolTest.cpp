@@ -10,17 +10,14 @@
 #include <sstream>
 #include <string>
 
+#include "CommandResult.h"
 #include "SvcStateDir.h"
 #include "TempDir.h"
 #include "svc_mon.h"
 
 namespace {
 
-struct ToolResult {
-    int status;
-    std::string out;
-    std::string err;
-};
+using ToolResult = dvrtest::CommandResult;
 
 class SvcctlTest : public ::testing::Test {
 protected:
@@ -28,25 +25,7 @@ protected:
     ToolResult svcctl(const std::string &arguments) {
         return run(std::string(SVCCTL_TOOL) + " --dir " + mTemp.path() + " " + arguments);
     }
-    ToolResult run(const std::string &command) {
-        const std::string errFile = mTemp.file(".stderr");
-        ToolResult result{-1, "", ""};
-        FILE *pipe = popen((command + " 2>" + errFile).c_str(), "r");
-        if (pipe == nullptr) {
-            ADD_FAILURE() << "cannot run " << command;
-            return result;
-        }
-        std::array<char, 4096> chunk{};
-        while (fgets(chunk.data(), chunk.size(), pipe) != nullptr) {
-            result.out += chunk.data();
-        }
-        const int status = pclose(pipe);
-        result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        std::stringstream err;
-        err << std::ifstream(errFile).rdbuf();
-        result.err = err.str();
-        return result;
-    }
+    ToolResult run(const std::string &command) { return dvrtest::runCommand(command); }
 
     dvrtest::TempDir mTemp;
 };
