@@ -35,6 +35,7 @@ public:
     void genDefaultFileName() { mRecorder._genDefaultFileName(); }
     void updateFileName() { mRecorder._updateFileName(); }
     void applyNextFile() { mRecorder._applyNextFile(); }
+    int renderStamp(void **frame) { return mRecorder._renderStamp(frame); }
 
 private:
     Recorder &mRecorder;
