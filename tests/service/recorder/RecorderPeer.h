@@ -59,6 +59,9 @@ public:
         service.mRecCount = count;
     }
     static void dropCallbackManager(DVR &service) { service.mCbkMgr.reset(); }
+    static const android::sp<DVRCallbackThread> &callbackThread(DVR &service) {
+        return service.mCbkThread;
+    }
 };
 
 }  // namespace dvrspace
