@@ -133,6 +133,11 @@ public:
     DVRResult_e autoNextFile(bool enable);
     bool hasNextFile();
 
+    // --- Stamps and snapshot ---
+    // Takes the camera's next frame, draws the stamps into it and returns its
+    // physical addresses: 0, or -1 without a camera or frame. Client threads.
+    DVRResult_e takeSnapshot(SnapshotPA_t &result);
+
 private:
     friend class RecorderPeer;  // test access to the naming steps
 
@@ -152,6 +157,12 @@ private:
     void _genDefaultFileName();
     void _updateFileName();
     void _applyNextFile();
+
+    // Draws the time stamp and the user stamp (text asked from the stamp
+    // client) of the current settings into the NV12 frame at frame[0]: 0, or -1
+    // when the client gave no text (the time stamp is drawn all the same). A
+    // camera must be attached.
+    int _renderStamp(void **frame);
 
     // Shared by all recorders: allocated by the first, freed with the last.
     static EncoderCapability_t *mgDeviceCaps;
