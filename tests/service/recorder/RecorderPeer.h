@@ -37,6 +37,20 @@ public:
     void applyNextFile() { mRecorder._applyNextFile(); }
     int renderStamp(void **frame) { return mRecorder._renderStamp(frame); }
 
+    // The recording lifecycle's parts.
+    static int recordCount() { return Recorder::mdRecordCount; }
+    android::sp<TriggerEncodeThread> triggerEncodeThread() const {
+        return mRecorder.mTriggerEncodeThread;
+    }
+    void setTriggerEncodeThread(const android::sp<TriggerEncodeThread> &thread) {
+        mRecorder.mTriggerEncodeThread = thread;
+    }
+    DVREncoderHAL *encoder() const { return mRecorder.mEncoder; }
+    // Stands another encoder (of the same id) in; the factory's own must be
+    // back before the recorder is destroyed.
+    void setEncoder(DVREncoderHAL *encoder) { mRecorder.mEncoder = encoder; }
+    void setInCallback(bool inCallback) { mRecorder.mInCallback = inCallback; }
+
 private:
     Recorder &mRecorder;
 };
@@ -62,6 +76,7 @@ public:
     static const android::sp<DVRCallbackThread> &callbackThread(DVR &service) {
         return service.mCbkThread;
     }
+    static void setSuspend(DVR &service, bool suspended) { service.mIsSuspend = suspended; }
 };
 
 }  // namespace dvrspace
