@@ -73,6 +73,15 @@ protected:
         RecordingFixture::TearDown();
     }
 
+    // Runs the capture thread until its first post, 1024 zero bytes.
+    void runUntilSilencePosted() {
+        ASSERT_EQ(android::OK, mCaptureThread->run("audio", -1, 0));
+        ASSERT_TRUE(mEncoder.waitForAudioPushes(1));
+        const auto pushes = mEncoder.audioPushes();
+        EXPECT_EQ(1024, pushes[0].length);
+        EXPECT_TRUE(pushes[0].allZero);
+    }
+
     FakeEncoder mEncoder{kEncoderId};
     EmptyChunkAudio mDevice;
     android::sp<TriggerEncodeThread> mTarget;
@@ -99,11 +108,7 @@ TEST_F(CaptureThreadTest, VideoThreadPostsTheCamerasFrames) {
 TEST_F(CaptureThreadTest, DisabledAudioThreadPostsSilence) {
     android::sp<DVRAudioThread> audio = new DVRAudioThread(&mDevice, mTarget, false);
     mCaptureThread = audio;
-    ASSERT_EQ(android::OK, mCaptureThread->run("audio", -1, 0));
-    ASSERT_TRUE(mEncoder.waitForAudioPushes(1));
-    const auto pushes = mEncoder.audioPushes();
-    EXPECT_EQ(1024, pushes[0].length);
-    EXPECT_TRUE(pushes[0].allZero);
+    runUntilSilencePosted();
     EXPECT_EQ(0, mDevice.mLastHandle);  // never asked
 }
 
@@ -121,11 +126,7 @@ TEST_F(CaptureThreadTest, SetEnableKeepsOneSilenceBlockAndFreesItWhenEnabled) {
     ASSERT_NE(nullptr, DVRAudioThreadPeer::dummyBuffer(*audio));
 
     mCaptureThread = audio;
-    ASSERT_EQ(android::OK, mCaptureThread->run("audio", -1, 0));
-    ASSERT_TRUE(mEncoder.waitForAudioPushes(1));
-    const auto pushes = mEncoder.audioPushes();
-    EXPECT_EQ(1024, pushes[0].length);
-    EXPECT_TRUE(pushes[0].allZero);
+    runUntilSilencePosted();
 }
 
 TEST_F(CaptureThreadTest, EnabledAudioThreadPostsWhatTheDeviceReturnsEvenNoBytes) {
