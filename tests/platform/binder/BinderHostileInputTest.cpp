@@ -95,9 +95,13 @@ std::vector<uint8_t> message(WireHeader header, const Parcel &data,
     header.objectCount = static_cast<uint32_t>(offsets.size());
     std::vector<uint8_t> bytes(sizeof(header) + data.dataSize() + offsets.size() * 4);
     std::memcpy(bytes.data(), &header, sizeof(header));
-    std::memcpy(bytes.data() + sizeof(header), data.data(), data.dataSize());
-    std::memcpy(bytes.data() + sizeof(header) + data.dataSize(), offsets.data(),
-                offsets.size() * 4);
+    if (data.dataSize() != 0) {
+        std::memcpy(bytes.data() + sizeof(header), data.data(), data.dataSize());
+    }
+    if (!offsets.empty()) {
+        std::memcpy(bytes.data() + sizeof(header) + data.dataSize(), offsets.data(),
+                    offsets.size() * 4);
+    }
     return bytes;
 }
 
