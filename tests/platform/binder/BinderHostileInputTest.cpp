@@ -15,7 +15,9 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <mutex>
 #include <random>
 #include <thread>
 
@@ -308,6 +310,50 @@ TEST_F(BinderHostileInput, RandomMessagesNeverStopTheService) {
         }
         client.send(bytes);
     }
+    expectOthersServed();
+}
+
+// Holds its first one-way call until released, so later ones queue up.
+class SlowOneWayService : public android::BBinder {
+public:
+    void release() {
+        std::lock_guard<std::mutex> lock(mLock);
+        mReleased = true;
+        mChanged.notify_all();
+    }
+
+protected:
+    android::status_t onTransact(uint32_t, const Parcel &, Parcel *, uint32_t) override {
+        std::unique_lock<std::mutex> lock(mLock);
+        mChanged.wait(lock, [this] { return mReleased; });
+        return OK;
+    }
+
+private:
+    std::mutex mLock;
+    std::condition_variable mChanged;
+    bool mReleased = false;
+};
+
+TEST_F(BinderHostileInput, FloodOfOneWayCallsClosesTheConnection) {
+    android::sp<SlowOneWayService> slow = new SlowOneWayService();
+    ASSERT_EQ(defaultServiceManager()->addService(String16("slow.service"), slow), OK);
+    RawClient client(socketPath("slow.service"));
+    WireHeader header = transactionHeader(0, 1);
+    header.id = 0;
+    header.flags = android::IBinder::FLAG_ONEWAY;
+    const std::vector<uint8_t> call = message(header, Parcel());
+    // The first call runs (and waits); the limit's worth queue behind it.
+    for (size_t i = 0; i < 1 + 1024 + 1; ++i) {
+        if (!client.send(call)) {
+            break;
+        }
+    }
+    EXPECT_TRUE(client.closedByService());
+    EXPECT_TRUE(log.contains(ANDROID_LOG_ERROR, "DVRBinder",
+                             "Closing connection to pid " + std::to_string(getpid()) +
+                                 ": more than 1024 queued one-way calls"));
+    slow->release();
     expectOthersServed();
 }
 
