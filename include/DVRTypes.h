@@ -16,25 +16,25 @@ namespace dvrspace {
 // or device may return negative codes of its own; they are passed through.
 enum DVRResult_e : int32_t {
     DVR_SUCCESS = 0,
-    DVR_FAILURE = -1,           // unknown id, or the lower layer failed
-    DVR_INVALID_ARGUMENT = -2,  // rejected value or pointer argument
-    DVR_INVALID_OPERATION = -3, // the recorder's state or a suspend forbids it
+    DVR_FAILURE = -1,            // unknown id, or the lower layer failed
+    DVR_INVALID_ARGUMENT = -2,   // rejected value or pointer argument
+    DVR_INVALID_OPERATION = -3,  // the recorder's state or a suspend forbids it
 };
 
 // Result of suspend and resume handling.
 enum DVRSTDResult_e : int32_t {
     DVR_STD_SUCCESS = 0,
-    DVR_STD_IGNORED = 1, // a device reported a recoverable condition
+    DVR_STD_IGNORED = 1,  // a device reported a recoverable condition
     DVR_STD_FAILED = -1,
 };
 
 // Recorder state.
 enum DVRStm_e : int32_t {
-    DVR_STM_NONE = 0,      // not constructed, or destroyed
-    DVR_STM_IDLE = 1,      // no output file pending; start is refused
-    DVR_STM_READY = 2,     // an output file is available; start is allowed
-    DVR_STM_RECORDING = 3, // encoding
-    DVR_STM_STOPPING = 4,  // a stop is in progress; stays here if it fails
+    DVR_STM_NONE = 0,       // not constructed, or destroyed
+    DVR_STM_IDLE = 1,       // no output file pending; start is refused
+    DVR_STM_READY = 2,      // an output file is available; start is allowed
+    DVR_STM_RECORDING = 3,  // encoding
+    DVR_STM_STOPPING = 4,   // a stop is in progress; stays here if it fails
 };
 
 // Output container. A cleared setting holds -1.
@@ -44,40 +44,40 @@ enum DVRFileFormat_e : int32_t {
 };
 
 enum DVRResolution_e : int32_t {
-    DVR_RESOLUTION_INPUT = 0, // -1 x -1: the camera's own resolution
-    DVR_RESOLUTION_1080P = 1, // 1920 x 1080
-    DVR_RESOLUTION_720P = 2,  // 1280 x 720
-    DVR_RESOLUTION_480P = 3,  // 720 x 480
+    DVR_RESOLUTION_INPUT = 0,  // -1 x -1: the camera's own resolution
+    DVR_RESOLUTION_1080P = 1,  // 1920 x 1080
+    DVR_RESOLUTION_720P = 2,   // 1280 x 720
+    DVR_RESOLUTION_480P = 3,   // 720 x 480
 };
 
 // What a client subscribes to.
 enum DVRCbkObjType_e : int32_t {
-    DVR_CBK_OBJ_RECORD = 0,   // record start and finish
-    DVR_CBK_OBJ_ERROR = 1,    // encoder errors
-    DVR_CBK_OBJ_ABNORMAL = 2, // abnormal end of recording
-    DVR_CBK_OBJ_STAMP = 3,    // the client supplies user-stamp text
-    DVR_CBK_OBJ_FILENAME = 4, // the client supplies the next file name
+    DVR_CBK_OBJ_RECORD = 0,    // record start and finish
+    DVR_CBK_OBJ_ERROR = 1,     // encoder errors
+    DVR_CBK_OBJ_ABNORMAL = 2,  // abnormal end of recording
+    DVR_CBK_OBJ_STAMP = 3,     // the client supplies user-stamp text
+    DVR_CBK_OBJ_FILENAME = 4,  // the client supplies the next file name
 };
 
 // Command of a queued callback. Value 5 is unused and rejected by the dispatcher.
 enum DVR_CbkCmd_e : int32_t {
-    DVR_CBK_RECORD_START = 1,  // text: the new file's name
-    DVR_CBK_RECORD_FINISH = 2, // text: the finished file's name
-    DVR_CBK_ERROR = 3,         // integer: encoder error code, severity 0
-    DVR_CBK_ERROR_SEVERE = 4,  // integer: encoder error code, severity 1
-    DVR_CBK_ABNORMAL = 6,      // integer 0
+    DVR_CBK_RECORD_START = 1,   // text: the new file's name
+    DVR_CBK_RECORD_FINISH = 2,  // text: the finished file's name
+    DVR_CBK_ERROR = 3,          // integer: encoder error code, severity 0
+    DVR_CBK_ERROR_SEVERE = 4,   // integer: encoder error code, severity 1
+    DVR_CBK_ABNORMAL = 6,       // integer 0
 };
 
 // What the encoder asks for in its need-data callback.
 enum ENCNeedDataType_e : int32_t {
-    ENC_NEED_VIDEO = 1, // one video frame
-    ENC_NEED_AUDIO = 2, // one audio chunk
+    ENC_NEED_VIDEO = 1,  // one video frame
+    ENC_NEED_AUDIO = 2,  // one audio chunk
 };
 
 // Severity in the encoder's error callback; any other value is an internal error.
 enum DVRErrorServerity_e : int32_t {
-    DVR_ERROR_NORMAL = 0, // reported as DVR_CBK_ERROR
-    DVR_ERROR_SEVERE = 1, // reported as DVR_CBK_ERROR_SEVERE
+    DVR_ERROR_NORMAL = 0,  // reported as DVR_CBK_ERROR
+    DVR_ERROR_SEVERE = 1,  // reported as DVR_CBK_ERROR_SEVERE
 };
 
 // Camera type reported by the device layer and passed on to clients unchanged.
@@ -101,26 +101,26 @@ enum QVDVRStampFontSize_e : int32_t {
 // Pixel format of camera frames. NV12 is the one format the stamp renderer accepts.
 enum DVRVideoFormat_e : int32_t {
     DVR_VIDEO_FORMAT_UNKNOWN = 0,
-    DVR_VIDEO_FORMAT_NV12 = 1, // luma plane, then interleaved chroma plane
+    DVR_VIDEO_FORMAT_NV12 = 1,  // luma plane, then interleaved chroma plane
     DVR_VIDEO_FORMAT_YUYV = 2,
 };
 
 // One text stamp (time stamp or user stamp).
 struct QVStampSettings_t {
-    bool enabled;                  // true draws the stamp
-    int32_t x;                     // horizontal position, pixels
-    int32_t y;                     // vertical position, pixels
+    bool enabled;  // true draws the stamp
+    int32_t x;     // horizontal position, pixels
+    int32_t y;     // vertical position, pixels
     QVDVRStampFontSize_e fontSize;
-    uint8_t color;                 // colour selector
-    int32_t interval;              // refresh interval of a user stamp, ms
+    uint8_t color;     // colour selector
+    int32_t interval;  // refresh interval of a user stamp, ms
 };
 
 // Camera capability as given to clients: words two to five of the device's
 // capability record (its frame rate is not passed on).
 struct CameraDeviceCaps_t {
-    int32_t width;  // pixels
-    int32_t height; // pixels
-    int32_t stride; // bytes per line
+    int32_t width;   // pixels
+    int32_t height;  // pixels
+    int32_t stride;  // bytes per line
     DVRVideoFormat_e format;
 };
 
@@ -131,20 +131,20 @@ struct AudioDeviceCaps_t {
 
 // Copy of the encoder capability shared by all recorders.
 struct EncoderDeviceCaps_t {
-    int32_t file_name_length_limit; // byte limit of file names and paths
+    int32_t file_name_length_limit;  // byte limit of file names and paths
     int32_t max_width;
     int32_t max_height;
-    int32_t max_file_length; // seconds
-    int32_t min_file_length; // seconds
-    int32_t max_bit_rate;    // Mbps
-    int32_t min_bit_rate;    // Mbps
+    int32_t max_file_length;  // seconds
+    int32_t min_file_length;  // seconds
+    int32_t max_bit_rate;     // Mbps
+    int32_t min_bit_rate;     // Mbps
     int32_t max_frame_rate;
     int32_t min_frame_rate;
 };
 
 // A stamped camera frame returned by takeSnapshot.
 struct SnapshotPA_t {
-    uint32_t planePA[2]; // physical addresses of the luma and chroma planes
+    uint32_t planePA[2];  // physical addresses of the luma and chroma planes
     int32_t width;
     int32_t height;
     int32_t stride;
@@ -197,6 +197,6 @@ static_assert(offsetof(SnapshotPA_t, width) == 8 && offsetof(SnapshotPA_t, strid
                   offsetof(SnapshotPA_t, timestamp) == 24 && sizeof(SnapshotPA_t) == 32,
               "SnapshotPA_t layout");
 
-} // namespace dvrspace
+}  // namespace dvrspace
 
-#endif // DVR_TYPES_H
+#endif  // DVR_TYPES_H

@@ -8,19 +8,19 @@
 namespace dvrspace {
 
 struct EncoderCapability_t {
-    int32_t file_name_length_limit; // bytes for file names and paths
+    int32_t file_name_length_limit;  // bytes for file names and paths
     int32_t max_width;
     int32_t max_height;
-    int32_t max_file_length; // seconds
-    int32_t min_file_length; // seconds
-    int32_t max_bit_rate;    // Mbps
-    int32_t min_bit_rate;    // Mbps
+    int32_t max_file_length;  // seconds
+    int32_t min_file_length;  // seconds
+    int32_t max_bit_rate;     // Mbps
+    int32_t min_bit_rate;     // Mbps
     int32_t max_frame_rate;
     int32_t min_frame_rate;
 };
 
 static_assert(sizeof(EncoderCapability_t) == 36, "nine 32-bit fields");
 
-} // namespace dvrspace
+}  // namespace dvrspace
 
-#endif // DVR_ENCODER_CAPABILITY_H
+#endif  // DVR_ENCODER_CAPABILITY_H

@@ -12,12 +12,12 @@ namespace dvrspace {
 // Internal form of one text stamp, in the renderer's codes.
 struct StampSettingPriv_t {
     bool enabled;
-    int32_t x;        // pixels
-    int32_t y;        // pixels
-    int32_t fontSize; // renderer font-size code 1 to 5
-    int32_t reserved; // kept 0
-    int32_t color;    // renderer colour code
-    int32_t interval; // ms, used by the user stamp
+    int32_t x;         // pixels
+    int32_t y;         // pixels
+    int32_t fontSize;  // renderer font-size code 1 to 5
+    int32_t reserved;  // kept 0
+    int32_t color;     // renderer colour code
+    int32_t interval;  // ms, used by the user stamp
 
     void clear() {
         enabled = false;
@@ -33,19 +33,19 @@ struct StampSettingPriv_t {
 struct RecordSettings_t {
     static constexpr int kMaxCameraSources = 4;
 
-    DVRFileFormat_e outputFormat; // -1 when cleared
-    int32_t bitRate;              // Mbps
-    int32_t frameRate;            // fps
-    int32_t width;                // pixels; -1 follows the input
-    int32_t height;               // pixels; -1 follows the input
-    int32_t fileLength;           // seconds per file
+    DVRFileFormat_e outputFormat;  // -1 when cleared
+    int32_t bitRate;               // Mbps
+    int32_t frameRate;             // fps
+    int32_t width;                 // pixels; -1 follows the input
+    int32_t height;                // pixels; -1 follows the input
+    int32_t fileLength;            // seconds per file
     bool audioRecording;
-    uint32_t samplingRate; // Hz
-    int32_t cameraCount;   // DVRCAM_NUM
+    uint32_t samplingRate;  // Hz
+    int32_t cameraCount;    // DVRCAM_NUM
     int32_t cameraSources[kMaxCameraSources];
     StampSettingPriv_t timestamp;
     StampSettingPriv_t userStamp;
-    uint32_t changeTime; // monotonic clock (us) at the last change
+    uint32_t changeTime;  // monotonic clock (us) at the last change
 
     RecordSettings_t() {
         timestamp.clear();
@@ -75,6 +75,6 @@ struct RecordSettings_t {
     void copy(const RecordSettings_t &other) { *this = other; }
 };
 
-} // namespace dvrspace
+}  // namespace dvrspace
 
-#endif // DVR_RECORD_SETTINGS_H
+#endif  // DVR_RECORD_SETTINGS_H

@@ -45,6 +45,6 @@ protected:
     DVRAudioCaps_t mCaps;
 };
 
-} // namespace dvrspace
+}  // namespace dvrspace
 
-#endif // DVR_AUDIO_DEVICE_H
+#endif  // DVR_AUDIO_DEVICE_H

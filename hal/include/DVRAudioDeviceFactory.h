@@ -19,6 +19,6 @@ private:
     DVRAudioDeviceFactory() = default;
 };
 
-} // namespace dvrspace
+}  // namespace dvrspace
 
-#endif // DVR_AUDIO_DEVICE_FACTORY_H
+#endif  // DVR_AUDIO_DEVICE_FACTORY_H

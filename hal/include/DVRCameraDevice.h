@@ -12,11 +12,11 @@ namespace dvrspace {
 // The camera's capability words; the first five are handed to the encoder's
 // configure() unchanged.
 struct DVRCameraCaps_t {
-    int32_t frameRate; // maximum frames per second
-    int32_t width;     // pixels
-    int32_t height;    // pixels
-    int32_t stride;    // bytes per line
-    int32_t format;    // DVRVideoFormat_e
+    int32_t frameRate;  // maximum frames per second
+    int32_t width;      // pixels
+    int32_t height;     // pixels
+    int32_t stride;     // bytes per line
+    int32_t format;     // DVRVideoFormat_e
 };
 
 class DVRCameraDevice {
@@ -48,6 +48,6 @@ protected:
     QVDVRDeviceType_e mType;
 };
 
-} // namespace dvrspace
+}  // namespace dvrspace
 
-#endif // DVR_CAMERA_DEVICE_H
+#endif  // DVR_CAMERA_DEVICE_H

@@ -24,6 +24,6 @@ private:
     DVRCameraDeviceFactory() = default;
 };
 
-} // namespace dvrspace
+}  // namespace dvrspace
 
-#endif // DVR_CAMERA_DEVICE_FACTORY_H
+#endif  // DVR_CAMERA_DEVICE_FACTORY_H

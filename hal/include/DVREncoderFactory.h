@@ -14,8 +14,9 @@ public:
     const char *getServiceName();
     // The encoder with this id and its five callbacks; null on failure.
     DVREncoderHAL *getEncoder(int encoderId, DVRRecordStartCallback recordStart,
-                              DVRRecordFinishCallback recordFinish, DVRFileFinishCallback fileFinish,
-                              DVRNeedDataCallback needData, DVRErrorCallback error);
+                              DVRRecordFinishCallback recordFinish,
+                              DVRFileFinishCallback fileFinish, DVRNeedDataCallback needData,
+                              DVRErrorCallback error);
     void releaseEncoder(DVREncoderHAL *encoder);
     // Called right after releaseEncoder().
     void releaseFactory();
@@ -24,6 +25,6 @@ private:
     DVREncoderFactory() = default;
 };
 
-} // namespace dvrspace
+}  // namespace dvrspace
 
-#endif // DVR_ENCODER_FACTORY_H
+#endif  // DVR_ENCODER_FACTORY_H

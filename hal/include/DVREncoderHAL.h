@@ -51,6 +51,6 @@ protected:
     explicit DVREncoderHAL(int id) : mId(id) {}
 };
 
-} // namespace dvrspace
+}  // namespace dvrspace
 
-#endif // DVR_ENCODER_HAL_H
+#endif  // DVR_ENCODER_HAL_H

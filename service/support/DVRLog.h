@@ -1,6 +1,7 @@
 // Log line helpers. Every source file defines LOG_TAG (its component's tag)
-// before including this header. Service lines start with "[function:line] ",
-// recorder lines with "[function:line]  [encoder id] ".
+// before its first include: liblog's <log/log.h> defines it otherwise.
+// Service lines start with "[function:line] ", recorder lines with
+// "[function:line]  [encoder id] ".
 #ifndef DVR_LOG_H
 #define DVR_LOG_H
 
@@ -14,7 +15,7 @@
 #define DVR_LOGW(fmt, ...) DVR_LOG_PRINT(ANDROID_LOG_WARN, fmt, ##__VA_ARGS__)
 #define DVR_LOGE(fmt, ...) DVR_LOG_PRINT(ANDROID_LOG_ERROR, fmt, ##__VA_ARGS__)
 
-#define REC_LOG_PRINT(prio, id, fmt, ...)                                                     \
+#define REC_LOG_PRINT(prio, id, fmt, ...)                                                   \
     __android_log_print(prio, LOG_TAG, "[%s:%d]  [%d] " fmt, __func__, __LINE__, (int)(id), \
                         ##__VA_ARGS__)
 
@@ -23,4 +24,4 @@
 #define REC_LOGW(id, fmt, ...) REC_LOG_PRINT(ANDROID_LOG_WARN, id, fmt, ##__VA_ARGS__)
 #define REC_LOGE(id, fmt, ...) REC_LOG_PRINT(ANDROID_LOG_ERROR, id, fmt, ##__VA_ARGS__)
 
-#endif // DVR_LOG_H
+#endif  // DVR_LOG_H

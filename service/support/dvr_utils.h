@@ -13,4 +13,4 @@ uint64_t getMonotonicClockUs();
 // enumeration gives "DVR_STM_UNKNOWN". Returns a static string.
 const char *stm_toString(dvrspace::DVRStm_e state);
 
-#endif // DVR_UTILS_H
+#endif  // DVR_UTILS_H

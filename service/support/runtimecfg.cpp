@@ -1,3 +1,5 @@
+#define LOG_TAG "RTCFG"
+
 #include "runtimecfg.h"
 
 #include <fcntl.h>
@@ -11,8 +13,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-#define LOG_TAG "RTCFG"
 
 namespace {
 
@@ -48,7 +48,7 @@ const char *findValue(const char *key) {
     return match != nullptr ? match + strlen(pattern) : nullptr;
 }
 
-} // namespace
+}  // namespace
 
 rtcfg_info_t rtcfg_info;
 
@@ -82,7 +82,9 @@ uint32_t qv_config_parse_offset() {
     return offset;
 }
 
-int qv_config_get_line_max() { return kLineMax; }
+int qv_config_get_line_max() {
+    return kLineMax;
+}
 
 int qv_config_init() {
     if (g_cfgContent != nullptr) {
@@ -115,10 +117,9 @@ int qv_config_init() {
     const bool fileTooShort = fstat(g_rtcfgInfo.fd, &memStat) == 0 && S_ISREG(memStat.st_mode) &&
                               static_cast<uint64_t>(memStat.st_size) <
                                   static_cast<uint64_t>(mapStart) + remainder + kBlockSize;
-    g_rtcfgInfo.mapAddr =
-        fileTooShort ? MAP_FAILED
-                     : mmap(nullptr, remainder + kBlockSize, PROT_READ, MAP_SHARED,
-                            g_rtcfgInfo.fd, mapStart);
+    g_rtcfgInfo.mapAddr = fileTooShort ? MAP_FAILED
+                                       : mmap(nullptr, remainder + kBlockSize, PROT_READ,
+                                              MAP_SHARED, g_rtcfgInfo.fd, mapStart);
     if (g_rtcfgInfo.mapAddr == MAP_FAILED) {
         __android_log_print(ANDROID_LOG_ERROR, LOG_TAG, "Can't map runtime config chunk memory");
         close(g_rtcfgInfo.fd);

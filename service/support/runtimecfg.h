@@ -15,9 +15,9 @@
 
 // Descriptor, mapping start and physical offset of the mapped block.
 struct rtcfg_info_t {
-    int fd;          // -1 when not open
-    void *mapAddr;   // mapping start, MAP_FAILED after a failed mapping
-    uint32_t offset; // physical offset of the block; 0 = not known yet
+    int fd;           // -1 when not open
+    void *mapAddr;    // mapping start, MAP_FAILED after a failed mapping
+    uint32_t offset;  // physical offset of the block; 0 = not known yet
 };
 
 // Exported for the module's own users; the service does not use it.
@@ -47,4 +47,4 @@ int qv_config_get_bool(const char *key, bool *value);
 // Unmaps and closes; always 0. The reader must not be used afterwards.
 int qv_config_release();
 
-#endif // DVR_RUNTIMECFG_H
+#endif  // DVR_RUNTIMECFG_H

@@ -2,30 +2,20 @@
 // against it with find_package(dvr CONFIG), as an integrator would.
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <string>
 
+#include "CommandResult.h"
 #include "TempDir.h"
 
 namespace {
 
 std::string run(const std::string &command, int &status) {
-    std::string output;
-    FILE *pipe = popen((command + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) {
-        status = -1;
-        return output;
-    }
-    std::array<char, 4096> chunk{};
-    while (fgets(chunk.data(), chunk.size(), pipe) != nullptr) {
-        output += chunk.data();
-    }
-    status = pclose(pipe);
-    return output;
+    const dvrtest::CommandResult result = dvrtest::runCommand(command);
+    status = result.status;
+    return result.out + result.err;
 }
 
-} // namespace
+}  // namespace
 
 TEST(InstalledPackage, ClientBuildsAndLinksAgainstTheInstalledService) {
     dvrtest::TempDir dir;
@@ -37,7 +27,8 @@ TEST(InstalledPackage, ClientBuildsAndLinksAgainstTheInstalledService) {
     ASSERT_EQ(0, status) << output;
 
     output = run(cmake + " -S " + DVR_CLIENT_SOURCE_DIR + " -B " + dir.file("client") +
-                     " -G Ninja -DCMAKE_PREFIX_PATH=" + prefix,
+                     " -G Ninja -DCMAKE_PREFIX_PATH=" + prefix +
+                     " \"-DCMAKE_CXX_FLAGS=" + DVR_CLIENT_FLAGS + "\"",
                  status);
     ASSERT_EQ(0, status) << output;
     output = run(cmake + " --build " + dir.file("client"), status);

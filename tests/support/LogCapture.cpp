@@ -18,7 +18,7 @@ void captureLogger(const __android_logger_data *data, const char *message) {
     __android_log_stderr_logger(data, message);
 }
 
-} // namespace
+}  // namespace
 
 LogCapture::LogCapture() {
     clear();
@@ -27,7 +27,9 @@ LogCapture::LogCapture() {
     __android_log_set_logger(captureLogger);
 }
 
-LogCapture::~LogCapture() { __android_log_set_logger(__android_log_stderr_logger); }
+LogCapture::~LogCapture() {
+    __android_log_set_logger(__android_log_stderr_logger);
+}
 
 std::vector<LogLine> LogCapture::lines() const {
     std::lock_guard<std::mutex> lock(gLinesLock);
@@ -61,4 +63,4 @@ void LogCapture::clear() {
     gLines.clear();
 }
 
-} // namespace dvrtest
+}  // namespace dvrtest

@@ -12,7 +12,7 @@
 namespace dvrtest {
 
 struct LogLine {
-    int priority; // android_LogPriority
+    int priority;  // android_LogPriority
     std::string tag;
     std::string message;
 };
@@ -35,6 +35,6 @@ public:
     void clear();
 };
 
-} // namespace dvrtest
+}  // namespace dvrtest
 
-#endif // DVR_TEST_LOG_CAPTURE_H
+#endif  // DVR_TEST_LOG_CAPTURE_H

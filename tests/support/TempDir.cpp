@@ -11,8 +11,8 @@ namespace dvrtest {
 
 TempDir::TempDir() {
     const char *base = getenv("TMPDIR");
-    std::string pattern = std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") +
-                          "/dvr-test-XXXXXX";
+    std::string pattern =
+        std::string(base != nullptr && base[0] != '\0' ? base : "/tmp") + "/dvr-test-XXXXXX";
     std::vector<char> buffer(pattern.begin(), pattern.end());
     buffer.push_back('\0');
     const char *made = mkdtemp(buffer.data());
@@ -30,7 +30,9 @@ TempDir::~TempDir() {
     }
 }
 
-std::string TempDir::file(const std::string &name) const { return mPath + "/" + name; }
+std::string TempDir::file(const std::string &name) const {
+    return mPath + "/" + name;
+}
 
 std::string TempDir::write(const std::string &name, const std::string &data) const {
     const std::string path = file(name);
@@ -42,4 +44,4 @@ std::string TempDir::write(const std::string &name, const std::string &data) con
     return path;
 }
 
-} // namespace dvrtest
+}  // namespace dvrtest

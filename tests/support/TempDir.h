@@ -24,6 +24,6 @@ private:
     std::string mPath;
 };
 
-} // namespace dvrtest
+}  // namespace dvrtest
 
-#endif // DVR_TEST_TEMP_DIR_H
+#endif  // DVR_TEST_TEMP_DIR_H

@@ -9,10 +9,22 @@
 namespace {
 
 const char *const kServiceKeys[] = {
-    "DVR_FORMAT",          "DVR_BIT_RATE",          "DVR_FPS",           "DVR_RES_WIDTH",
-    "DVR_RES_HEIGHT",      "DVR_FILE_LEN",          "DVR_TIMESTAMP_EN",  "DVR_TIMESTAMP_POSX",
-    "DVR_TIMESTAMP_POSY",  "DVR_USER_STAMP_EN",     "DVR_USER_STAMP_POSX", "DVR_USER_STAMP_POSY",
-    "DVR_USTMP_INTERVAL_MS", "DVR_AUDIO_EN",        "DVRCAM_NUM",        "DVRCAM_SRC_SEL",
+    "DVR_FORMAT",
+    "DVR_BIT_RATE",
+    "DVR_FPS",
+    "DVR_RES_WIDTH",
+    "DVR_RES_HEIGHT",
+    "DVR_FILE_LEN",
+    "DVR_TIMESTAMP_EN",
+    "DVR_TIMESTAMP_POSX",
+    "DVR_TIMESTAMP_POSY",
+    "DVR_USER_STAMP_EN",
+    "DVR_USER_STAMP_POSX",
+    "DVR_USER_STAMP_POSY",
+    "DVR_USTMP_INTERVAL_MS",
+    "DVR_AUDIO_EN",
+    "DVRCAM_NUM",
+    "DVRCAM_SRC_SEL",
     "DVR_DEFAULT_PATH",
 };
 
@@ -37,13 +49,14 @@ void dumpKey(const char *key) {
     printf("\n");
 }
 
-} // namespace
+}  // namespace
 
 int main(int argc, char **argv) {
     if (argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
-        printf("usage: rtcfg-dump [KEY...]\n"
-               "Reads the runtime configuration block (DVR_RTCFG_CMDLINE and DVR_RTCFG_MEM\n"
-               "replace /proc/cmdline and /dev/mem) and prints each key's readings.\n");
+        printf(
+            "usage: rtcfg-dump [KEY...]\n"
+            "Reads the runtime configuration block (DVR_RTCFG_CMDLINE and DVR_RTCFG_MEM\n"
+            "replace /proc/cmdline and /dev/mem) and prints each key's readings.\n");
         return 0;
     }
     if (qv_config_init() != 0) {

@@ -21,7 +21,7 @@ int recorderLine(int id) {
     return __LINE__ - 1;
 }
 
-} // namespace
+}  // namespace
 
 TEST(LogLines, ServiceLinesStartWithFunctionAndLine) {
     LogCapture capture;

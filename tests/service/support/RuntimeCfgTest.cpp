@@ -45,9 +45,11 @@ protected:
     LogCapture mCapture;
 };
 
-} // namespace
+}  // namespace
 
-TEST_F(RuntimeCfgTest, LineLimitIs100) { EXPECT_EQ(100, qv_config_get_line_max()); }
+TEST_F(RuntimeCfgTest, LineLimitIs100) {
+    EXPECT_EQ(100, qv_config_get_line_max());
+}
 
 TEST_F(RuntimeCfgTest, FindsKeysOfEveryTypeInABlockAtAnUnalignedOffset) {
     install("# header\nDVR_FORMAT=TS\nDVR_FPS=30\nDVR_AUDIO_EN=y\n");
@@ -129,12 +131,13 @@ TEST_F(RuntimeCfgTest, FirstOfTwoLinesWins) {
 }
 
 TEST_F(RuntimeCfgTest, IntegerForms) {
-    install("\nNEG_HEX=-0x10\nUPPER_X=0X10\nOCT=0o17\nBIN=0b101\nHEX_THEN_BIN=0x0b11\n"
-            "DEC=42\nNEG=-7\nHEX=0xff\nEMPTY=\nWORD=y\n");
+    install(
+        "\nNEG_HEX=-0x10\nUPPER_X=0X10\nOCT=0o17\nBIN=0b101\nHEX_THEN_BIN=0x0b11\n"
+        "DEC=42\nNEG=-7\nHEX=0xff\nEMPTY=\nWORD=y\n");
     const struct {
         const char *key;
         int expected;
-    } cases[] = {{"NEG_HEX", -16}, {"UPPER_X", 0}, {"OCT", 15}, {"BIN", 5}, {"HEX_THEN_BIN", 3},
+    } cases[] = {{"NEG_HEX", -16}, {"UPPER_X", 0}, {"OCT", 15},  {"BIN", 5},   {"HEX_THEN_BIN", 3},
                  {"DEC", 42},      {"NEG", -7},    {"HEX", 255}, {"EMPTY", 0}, {"WORD", 0}};
     for (const auto &c : cases) {
         int value = 12345;
@@ -268,7 +271,7 @@ TEST_F(RuntimeCfgTest, UnreadableCommandLineIsLoggedAndEveryLookupFails) {
         << ::testing::PrintToString(mCapture.messagesContaining("cmdline"));
     EXPECT_TRUE(mCapture.contains(
         ANDROID_LOG_ERROR, "RTCFG",
-        "runtimecfg.cpp [qv_config_init 97] can not parsing offset from " + missing + "\n"))
+        "runtimecfg.cpp [qv_config_init 99] can not parsing offset from " + missing + "\n"))
         << ::testing::PrintToString(mCapture.messagesContaining("parsing"));
     EXPECT_EQ(-1, qv_config_init());
 }
@@ -278,7 +281,7 @@ TEST_F(RuntimeCfgTest, UnopenableMemoryIsLogged) {
     setenv("DVR_RTCFG_MEM", mDir.file("absent.img").c_str(), 1);
     EXPECT_EQ(-1, qv_config_init());
     EXPECT_TRUE(mCapture.contains(ANDROID_LOG_ERROR, "RTCFG",
-                                  "runtimecfg.cpp [qv_config_init 109] Error: open "
+                                  "runtimecfg.cpp [qv_config_init 111] Error: open "
                                   "KERNEL_MEM_PATH failed\n"))
         << ::testing::PrintToString(mCapture.messagesContaining("KERNEL_MEM_PATH"));
 }
@@ -378,8 +381,9 @@ TEST_F(RuntimeCfgTest, ShippedFactoryDefaultsCarryEveryServiceKey) {
     const struct {
         const char *key;
         int expected;
-    } integers[] = {{"DVR_BIT_RATE", 4},        {"DVR_FPS", 30},          {"DVR_RES_WIDTH", 1920},
-                    {"DVR_RES_HEIGHT", 1080},   {"DVR_FILE_LEN", 60},     {"DVRCAM_NUM", 2},
+    } integers[] = {{"DVR_BIT_RATE", 4},        {"DVR_FPS", 30},
+                    {"DVR_RES_WIDTH", 1920},    {"DVR_RES_HEIGHT", 1080},
+                    {"DVR_FILE_LEN", 60},       {"DVRCAM_NUM", 2},
                     {"DVR_TIMESTAMP_POSX", 32}, {"DVR_USTMP_INTERVAL_MS", 1000}};
     for (const auto &c : integers) {
         int value = 0;
