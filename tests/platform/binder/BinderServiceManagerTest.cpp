@@ -95,7 +95,7 @@ TEST_F(BinderServiceManager, BadNamesAndNullServicesAreRefused) {
 TEST_F(BinderServiceManager, MissingServiceIsNotWaitedForByCheckService) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(defaultServiceManager()->checkService(String16("absent")), nullptr);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(4));
 }
 
 TEST_F(BinderServiceManager, WaitForServiceGivesUpAfterItsTimeLimit) {
