@@ -339,6 +339,22 @@ TEST_F(BinderCrossProcess, ServiceIsToldWhenAClientIsKilled) {
     client.kill();
     EXPECT_EQ(mService->waitClientDeaths(1, kWaitMs), 1);
     EXPECT_EQ(mService->add(3, 4), 7);
+    // The service's proxy of the dead client's callback fails.
+    EXPECT_EQ(mService->callBack(1), -1);
+}
+
+TEST_F(BinderCrossProcess, ServiceCallIntoAClientFailsWhenTheClientIsKilled) {
+    PeerProcess client("client", kServiceName);
+    ASSERT_TRUE(client.waitReady());
+    auto pending = std::async(std::launch::async,
+                              [&] { return mService->callBack(TestCallback::kNeverAnswer); });
+    EXPECT_EQ(pending.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    client.kill();
+    ASSERT_EQ(pending.wait_for(std::chrono::milliseconds(kWaitMs)), std::future_status::ready);
+    // The service's call into the client returned DEAD_OBJECT, which the
+    // test interface's proxy turns into -1.
+    EXPECT_EQ(pending.get(), -1);
+    EXPECT_EQ(mService->add(1, 1), 2);
 }
 
 TEST_F(BinderCrossProcess, AnotherClientProcessIsServedAlongside) {

@@ -10,8 +10,11 @@ TestCallback::TestCallback(const android::sp<ITestService> &service) : mService(
 
 int32_t TestCallback::onValue(int32_t value) {
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        std::unique_lock<std::mutex> lock(mLock);
         mLastCallingPid = android::IPCThreadState::self()->getCallingPid();
+        if (value == kNeverAnswer) {
+            mChanged.wait(lock, [] { return false; });
+        }
     }
     return mService != nullptr ? mService->add(value, 1000) : 2 * value;
 }

@@ -15,6 +15,9 @@ public:
     // With a service, onValue(v) answers service->add(v, 1000); else 2 * v.
     explicit TestCallback(const android::sp<ITestService> &service = nullptr);
 
+    // onValue(kNeverAnswer) does not return while the process lives.
+    static constexpr int32_t kNeverAnswer = -7;
+
     int32_t onValue(int32_t value) override;
     void onEvent(int32_t value) override;
 
