@@ -1,0 +1,9 @@
+#include <binder/Binder.h>
+
+namespace android {
+
+BpRefBase::BpRefBase(const sp<IBinder> &remote) : mRemote(remote) {}
+
+BpRefBase::~BpRefBase() = default;
+
+}  // namespace android
