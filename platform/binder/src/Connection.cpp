@@ -182,7 +182,7 @@ status_t Connection::waitForReply(PendingCall *call) {
             const ssize_t received = receive(true, &message);
             std::shared_ptr<Incoming> work = finishRead(received, message);
             if (work != nullptr && work->refusal != OK) {
-                sendReply(work->id, work->refusal, Parcel());
+                execute(work);
             } else if (work != nullptr) {
                 // Not ours to run: this thread is busy waiting.
                 std::shared_ptr<Connection> self = shared_from_this();
@@ -270,7 +270,7 @@ void Connection::handOffReadingLocked() {
     }
     if (mWaiters > 0) {
         mCondition.notify_all();
-    } else if (!mArmed) {
+    } else if (!mArmed && mStalledSenders == 0) {
         mArmed = true;
         pool().rearm(mPoolId, mFd);
     }
@@ -508,6 +508,10 @@ status_t Connection::encodeLocked(WireHeader header, const Parcel &data,
 }
 
 void Connection::execute(std::shared_ptr<Incoming> call) {
+    if (call->refusal != OK) {
+        sendReply(call->id, call->refusal, Parcel());
+        return;
+    }
     while (call != nullptr) {
         const bool oneWay = call->flags != 0;
         IPCThreadState *thread = IPCThreadState::self();
@@ -577,17 +581,33 @@ status_t Connection::send(const std::vector<uint8_t> &message) {
             continue;
         }
         if (sent < 0 && errno == EAGAIN) {
-            pollfd writable{mFd, POLLOUT, 0};
-            const int ready = poll(&writable, 1, kSendTimeoutMs);
-            if (ready != 0) {
-                continue;
+            if (!waitUntilWritable()) {
+                closeWithError("peer stopped reading");
+                return DEAD_OBJECT;
             }
-            closeWithError("peer stopped reading");
-            return DEAD_OBJECT;
+            continue;
         }
         closeWithError(nullptr);
         return DEAD_OBJECT;
     }
+}
+
+// While the peer does not take its messages, the pool takes no new calls
+// from it either, so one such peer ties up one thread, not the whole pool.
+bool Connection::waitUntilWritable() {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        ++mStalledSenders;
+    }
+    pollfd writable{mFd, POLLOUT, 0};
+    int ready;
+    do {
+        ready = poll(&writable, 1, kSendTimeoutMs);
+    } while (ready < 0 && errno == EINTR);
+    std::lock_guard<std::mutex> lock(mLock);
+    --mStalledSenders;
+    handOffReadingLocked();
+    return ready > 0;
 }
 
 void Connection::closeWithError(const char *problem) {

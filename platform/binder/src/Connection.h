@@ -105,6 +105,7 @@ private:
     void execute(std::shared_ptr<Incoming> call);
     void sendReply(uint64_t id, status_t status, const Parcel &reply);
     status_t send(const std::vector<uint8_t> &message);
+    bool waitUntilWritable();
     void closeWithError(const char *problem);
     void markDeadLocked(Garbage *garbage);
 
@@ -118,6 +119,7 @@ private:
     bool mReading = false;
     bool mArmed = true;
     size_t mWaiters = 0;
+    size_t mStalledSenders = 0;
     uint64_t mNextCallId = 1;
     uint64_t mNextHandle = 1;
     std::map<uint64_t, PendingCall *> mPending;
