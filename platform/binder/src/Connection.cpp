@@ -168,7 +168,7 @@ status_t Connection::waitForReply(PendingCall *call) {
             std::shared_ptr<Incoming> nested = std::move(call->nested.front());
             call->nested.pop_front();
             lock.unlock();
-            execute(std::move(nested));
+            execute(std::move(nested), false);
             lock.lock();
         } else if (call->done) {
             break;
@@ -182,11 +182,11 @@ status_t Connection::waitForReply(PendingCall *call) {
             const ssize_t received = receive(true, &message);
             std::shared_ptr<Incoming> work = finishRead(received, message);
             if (work != nullptr && work->refusal != OK) {
-                execute(work);
+                execute(work, false);
             } else if (work != nullptr) {
                 // Not ours to run: this thread is busy waiting.
                 std::shared_ptr<Connection> self = shared_from_this();
-                pool().post([self, work] { self->execute(work); });
+                pool().post([self, work] { self->execute(work, false); });
             }
             work.reset();
             lock.lock();
@@ -209,12 +209,52 @@ void Connection::onReadable() {
         }
         mReading = true;
     }
-    const uint8_t *message = nullptr;
-    const ssize_t received = receive(false, &message);
-    std::shared_ptr<Incoming> work = finishRead(received, message);
-    if (work != nullptr) {
-        execute(std::move(work));
+    bool holding = true;
+    while (holding) {
+        const uint8_t *message = nullptr;
+        const ssize_t received = receive(false, &message);
+        std::shared_ptr<Incoming> work = finishRead(received, message);
+        holding = work != nullptr && execute(std::move(work), true) && waitForNextMessage();
     }
+}
+
+// A pool thread that served the peer keeps its socket for a moment: the
+// peer's next message then wakes this thread directly, warm and on the
+// peer's CPU, instead of the pool thread that waited longest in epoll. That
+// keeps a call's round trip close to a plain socket's. Only while another
+// pool thread is idle, so other connections never wait for this one. Taken
+// before the reply goes out, so the next call cannot slip past to the pool.
+bool Connection::takeSocketToLinger() {
+    if (!pool().hasIdleThread()) {
+        return false;
+    }
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mDead || mReading || mWaiters > 0) {
+        return false;
+    }
+    mReading = true;
+    if (mArmed) {
+        mArmed = false;
+        pool().disarm(mPoolId, mFd);
+    }
+    return true;
+}
+
+// With the socket taken: true once a message is there to read; otherwise
+// gives the socket back to the pool.
+bool Connection::waitForNextMessage() {
+    pollfd readable{mFd, POLLIN, 0};
+    int ready;
+    do {
+        ready = poll(&readable, 1, kLingerMs);
+    } while (ready < 0 && errno == EINTR);
+    if (ready > 0) {
+        return true;
+    }
+    std::lock_guard<std::mutex> lock(mLock);
+    mReading = false;
+    handOffReadingLocked();
+    return false;
 }
 
 ssize_t Connection::receive(bool block, const uint8_t **message) {
@@ -507,10 +547,11 @@ status_t Connection::encodeLocked(WireHeader header, const Parcel &data,
     return OK;
 }
 
-void Connection::execute(std::shared_ptr<Incoming> call) {
+bool Connection::execute(std::shared_ptr<Incoming> call, bool mayLinger) {
     if (call->refusal != OK) {
+        const bool holding = mayLinger && takeSocketToLinger();
         sendReply(call->id, call->refusal, Parcel());
-        return;
+        return holding;
     }
     while (call != nullptr) {
         const bool oneWay = call->flags != 0;
@@ -521,8 +562,9 @@ void Connection::execute(std::shared_ptr<Incoming> call) {
             call->target->transact(call->code, call->data, oneWay ? nullptr : &reply, call->flags);
         thread->popIncomingCall();
         if (!oneWay) {
+            const bool holding = mayLinger && takeSocketToLinger();
             sendReply(call->id, status, reply);
-            return;
+            return holding;
         }
         const uint64_t handle = call->handle;
         // Dropped outside the lock: the call holds binders and arguments.
@@ -540,6 +582,7 @@ void Connection::execute(std::shared_ptr<Incoming> call) {
         }
         call = std::move(next);
     }
+    return mayLinger && takeSocketToLinger();
 }
 
 void Connection::sendReply(uint64_t id, status_t status, const Parcel &reply) {
