@@ -1,0 +1,7 @@
+#include "IDVR.h"
+
+namespace dvrspace {
+
+IMPLEMENT_META_INTERFACE(DVR, "dvrspace.IDVR")
+
+}  // namespace dvrspace
