@@ -93,6 +93,7 @@ void readEncoder(const json &object, DVREncoderSimConfig *encoder) {
     readOptional(object, "threads", &encoder->threads);
     readOptional(object, "audioChannels", &encoder->audioChannels);
     readOptional(object, "keyFrameSeconds", &encoder->keyFrameSeconds);
+    readOptional(object, "audioChunkMs", &encoder->audioChunkMs);
     auto capability = object.find("capability");
     if (capability != object.end()) {
         require(capability->is_object(), "encoder.capability is not an object");
@@ -110,6 +111,8 @@ void readEncoder(const json &object, DVREncoderSimConfig *encoder) {
     require(encoder->threads >= 0, "encoder.threads must not be negative");
     require(encoder->audioChannels == 1 || encoder->audioChannels == 2,
             "encoder.audioChannels must be 1 or 2");
+    require(encoder->audioChunkMs > 0 && encoder->audioChunkMs <= 1000,
+            "encoder.audioChunkMs must be 1 to 1000");
     require(encoder->keyFrameSeconds > 0, "encoder.keyFrameSeconds must be positive");
 }
 

@@ -54,6 +54,7 @@ struct DVREncoderSimConfig {
     std::string tune = "zerolatency";
     int threads = 1;        // x264 threads per encoder
     int audioChannels = 1;  // channels of the 16-bit PCM that pushAudioData receives
+    int audioChunkMs = 20;  // one audio request per this many milliseconds
     int keyFrameSeconds = 1;
 };
 
