@@ -1,5 +1,7 @@
 #include "EncoderHarness.h"
 
+#include <gtest/gtest.h>
+
 #include <map>
 
 #include "DVRAudioDeviceFactory.h"
@@ -53,6 +55,10 @@ RecordSettings_t EncoderHarness::settings(int format, int frameRate, int fileLen
 }
 
 int EncoderHarness::record(const RecordSettings_t &settings, const std::string &firstFile) {
+    if (mEncoder == nullptr || mCamera == nullptr) {
+        ADD_FAILURE() << "no encoder or camera";
+        return -1000;
+    }
     RecordSettings_t copy = settings;
     if (mAudio != nullptr && settings.audioRecording) {
         mAudio->setSamplingRate(settings.samplingRate);
