@@ -245,3 +245,21 @@ TEST_F(EncoderRecording, OneShortFullHdRecording) {
     EXPECT_EQ(30u, probe.videoPts.size());
     expectConsecutive(probe.frameNumbers, 0);
 }
+
+TEST_F(EncoderRecording, PaddedCameraLinesAndStereoAudio) {
+    DVRSimConfig config = DVRSimulatorControl::config();
+    config.cameras[0].stride = 384;
+    config.audioInputs[0].channels = 2;
+    config.encoder.audioChannels = 2;
+    DVRSimulatorControl::setConfig(config);
+    EncoderHarness harness;
+    harness.setNextNames({dir.file("second.ts")});
+    recordFiles(harness, EncoderHarness::settings(DVR_FILE_FORMAT_TS, kFps, 1, true, 32000), 1);
+    const MediaProbe probe = MediaProbe::read(dir.file("first.ts"));
+    ASSERT_TRUE(probe.opened);
+    EXPECT_EQ(320, probe.width);
+    EXPECT_EQ(2, probe.channels);
+    EXPECT_EQ(32000, probe.sampleRate);
+    expectConsecutive(probe.frameNumbers, 0);
+    EXPECT_EQ(static_cast<size_t>(kFps), probe.frameNumbers.size());
+}
