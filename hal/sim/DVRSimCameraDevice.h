@@ -1,0 +1,62 @@
+// A simulated camera: draws the test pattern into a ring of NV12 buffers in
+// the physical memory arena and hands them out at its frame rate (real-time
+// pacing) or at once (fast pacing).
+#ifndef DVR_SIM_CAMERA_DEVICE_H
+#define DVR_SIM_CAMERA_DEVICE_H
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <vector>
+
+#include "DVRCameraDevice.h"
+#include "DVRPhysicalArena.h"
+#include "DVRSimConfig.h"
+#include "DVRTestPattern.h"
+
+namespace dvrspace {
+
+class DVRSimCameraDevice : public DVRCameraDevice {
+public:
+    // Null when the arena has no room for the frame ring.
+    static DVRSimCameraDevice *create(const DVRSimCameraConfig &config, DVRPhysicalArena *arena);
+    ~DVRSimCameraDevice() override;
+
+    // Not started or suspended: -1. Otherwise the next frame; a ring slot is
+    // drawn again only after buffers - 1 later frames, so a frame stays valid
+    // well past the encoder's pushVideoFrame(). In real-time pacing it waits
+    // for the next frame period unless prepareStop() releases it.
+    int getVideoFrame(void *frameVA[2], uint32_t framePA[2], uint64_t *timestamp) override;
+    int start() override;
+    int stop() override;
+    // Releases a waiting getVideoFrame() and serves frames without waiting
+    // until the next start(), so a stopping encoder drains at once.
+    int prepareStop() override;
+    int suspend() override;
+    int resume() override;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    DVRSimCameraDevice(const DVRSimCameraConfig &config, DVRPhysicalArena *arena,
+                       std::vector<DVRPhysicalArena::Buffer> ring);
+
+    DVRPhysicalArena *mArena;
+    std::vector<DVRPhysicalArena::Buffer> mRing;
+    size_t mLumaBytes;
+    DVRTestPattern mPattern;
+    Clock::duration mFramePeriod;
+    std::mutex mLock;
+    std::condition_variable mWake;
+    bool mStarted = false;
+    bool mSuspended = false;
+    bool mDraining = false;
+    Clock::time_point mStartTime;
+    uint32_t mFirstFrameOfRun = 0;  // frame number at the last start()
+    uint32_t mNextFrame = 0;        // number of the next frame to deliver
+    uint64_t mDelivered = 0;        // ring position
+};
+
+}  // namespace dvrspace
+
+#endif  // DVR_SIM_CAMERA_DEVICE_H

@@ -1,0 +1,575 @@
+#include "DVRSimEncoder.h"
+
+#include <sys/stat.h>
+
+#include <cstring>
+
+#include "DVRHalLog.h"
+#include "DVRSimulator.h"
+
+namespace dvrspace {
+
+namespace {
+
+bool fileExists(const std::string &path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0;
+}
+
+bool validSize(int value, int maximum) {
+    return value >= 16 && value <= maximum && value % 2 == 0;
+}
+
+}  // namespace
+
+DVRSimEncoder::DVRSimEncoder(int id, const DVREncoderSimConfig &config,
+                             const DVREncoderCallbacks &callbacks, DVRPhysicalArena *arena)
+    : DVREncoderHAL(id), mConfig(config), mCallbacks(callbacks), mArena(arena) {}
+
+DVRSimEncoder::~DVRSimEncoder() {
+    bool playing = false;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        playing = mPlaying;
+    }
+    if (playing) {
+        stop();
+    }
+    joinThreads();
+}
+
+int DVRSimEncoder::configure(RecordSettings_t *settings, const DVRCameraCaps_t &cameraCaps) {
+    const int forced = DVRSimulator::instance().encoderResult(mId, DVRSimEncoderOp::Configure);
+    if (forced != 0) {
+        return forced;
+    }
+    if (settings == nullptr) {
+        HAL_LOGE("Encoder %d: no settings\n", mId);
+        return -2;
+    }
+    const EncoderCapability_t &caps = mConfig.capability;
+    const RecordSettings_t &s = *settings;
+    const char *problem = nullptr;
+    if (cameraCaps.format != DVR_VIDEO_FORMAT_NV12) {
+        problem = "camera format is not NV12";
+    } else if (cameraCaps.width <= 0 || cameraCaps.height <= 0 || cameraCaps.width % 2 != 0 ||
+               cameraCaps.height % 2 != 0 || cameraCaps.stride < cameraCaps.width) {
+        problem = "camera size or stride";
+    } else if (s.outputFormat != DVR_FILE_FORMAT_AVI && s.outputFormat != DVR_FILE_FORMAT_TS) {
+        problem = "output format";
+    } else if (s.bitRate < caps.min_bit_rate || s.bitRate > caps.max_bit_rate || s.bitRate <= 0) {
+        problem = "bit rate";
+    } else if (s.frameRate < caps.min_frame_rate || s.frameRate > caps.max_frame_rate ||
+               s.frameRate <= 0) {
+        problem = "frame rate";
+    } else if (s.fileLength < caps.min_file_length || s.fileLength > caps.max_file_length ||
+               s.fileLength <= 0) {
+        problem = "file length";
+    } else if (s.audioRecording && mConfig.samplingRates.count(s.samplingRate) == 0) {
+        problem = "sampling rate";
+    }
+    const bool followCamera = s.width == -1 || s.height == -1;
+    const int width = followCamera ? cameraCaps.width : s.width;
+    const int height = followCamera ? cameraCaps.height : s.height;
+    if (problem == nullptr &&
+        (!validSize(width, caps.max_width) || !validSize(height, caps.max_height))) {
+        problem = "resolution";
+    }
+    if (problem != nullptr) {
+        HAL_LOGE(
+            "Encoder %d: unsupported %s (format %d, %d Mbps, %d fps, %dx%d, %d s, audio %d at "
+            "%u Hz; camera %dx%d stride %d format %d)\n",
+            mId, problem, s.outputFormat, s.bitRate, s.frameRate, s.width, s.height, s.fileLength,
+            s.audioRecording, s.samplingRate, cameraCaps.width, cameraCaps.height,
+            cameraCaps.stride, cameraCaps.format);
+        return -2;
+    }
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mPlaying) {
+        HAL_LOGE("Encoder %d: configure while playing\n", mId);
+        return -3;
+    }
+    DVRMediaFormat format;
+    format.container = s.outputFormat;
+    format.inputWidth = cameraCaps.width;
+    format.inputHeight = cameraCaps.height;
+    format.inputStride = cameraCaps.stride;
+    format.width = width;
+    format.height = height;
+    format.frameRate = s.frameRate;
+    format.bitRateMbps = s.bitRate;
+    format.audio = s.audioRecording;
+    format.sampleRate = static_cast<int>(s.samplingRate);
+    format.channels = mConfig.audioChannels;
+    format.preset = mConfig.preset;
+    format.tune = mConfig.tune;
+    format.threads = mConfig.threads;
+    format.keyFrameInterval = s.frameRate * mConfig.keyFrameSeconds;
+    mFormat = format;
+    mFileLength = s.fileLength;
+    mConfigured = true;
+    return 0;
+}
+
+int DVRSimEncoder::setFileName(const char *path) {
+    const int forced = DVRSimulator::instance().encoderResult(mId, DVRSimEncoderOp::SetFileName);
+    if (forced != 0) {
+        return forced;
+    }
+    if (path == nullptr || path[0] == '\0' ||
+        std::strlen(path) > static_cast<size_t>(mConfig.capability.file_name_length_limit)) {
+        HAL_LOGE("Encoder %d: invalid file name\n", mId);
+        return -2;
+    }
+    std::lock_guard<std::mutex> lock(mLock);
+    mNextName = path;
+    mNextNameFresh = true;
+    return 0;
+}
+
+int DVRSimEncoder::isPlaying() {
+    if (DVRSimulator::instance().encoderNeverPlaying(mId)) {
+        return 0;
+    }
+    std::lock_guard<std::mutex> lock(mLock);
+    return mPlaying ? 1 : 0;
+}
+
+int DVRSimEncoder::start() {
+    const int forced = DVRSimulator::instance().encoderResult(mId, DVRSimEncoderOp::Start);
+    if (forced != 0) {
+        return forced;
+    }
+    DVRMediaFormat format;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        const char *problem = !mConfigured        ? "not configured"
+                              : mPlaying          ? "already playing"
+                              : mSuspended        ? "suspended"
+                              : mNextName.empty() ? "no file name"
+                                                  : nullptr;
+        if (problem != nullptr) {
+            HAL_LOGE("Encoder %d: cannot start: %s\n", mId, problem);
+            return -1;
+        }
+        format = mFormat;
+    }
+    joinThreads();
+    {
+        std::lock_guard<std::mutex> writerLock(mWriterLock);
+        std::string error;
+        if (mWriter.open(format, &error) != 0) {
+            HAL_LOGE("Encoder %d: cannot start: %s\n", mId, error.c_str());
+            return -1;
+        }
+        mWriterError = 0;
+    }
+    std::lock_guard<std::mutex> lock(mLock);
+    mPlaying = true;
+    mStopRequested = false;
+    mFinalized = false;
+    mWorkerDone = false;
+    mPendingError = 0;
+    mRunning = Callback::None;
+    mFileName.clear();
+    mWorker = std::thread(&DVRSimEncoder::run, this);
+    mWorkerId = mWorker.get_id();
+    return 0;
+}
+
+int DVRSimEncoder::stop() {
+    const int forced = DVRSimulator::instance().encoderResult(mId, DVRSimEncoderOp::Stop);
+    std::unique_lock<std::mutex> lock(mLock);
+    if (!mPlaying) {
+        HAL_LOGW("Encoder %d: stop while not playing\n", mId);
+        return forced != 0 ? forced : -1;
+    }
+    mStopRequested = true;
+    mWake.notify_all();
+    // The service stops from within the error callback (on another thread,
+    // which the callback waits for): waiting for the worker would never end.
+    const bool finishHere = mRunning == Callback::Error || std::this_thread::get_id() == mWorkerId;
+    if (finishHere) {
+        lock.unlock();
+        finishRecording(false);
+        lock.lock();
+    } else {
+        mWake.wait(lock, [this] { return mWorkerDone; });
+        lock.unlock();
+        mWorker.join();
+        lock.lock();
+    }
+    mPlaying = false;
+    const std::string lastFile = mFileName;
+    lock.unlock();
+
+    DVRSimulator::LateCallback late{};
+    if (DVRSimulator::instance().takeLateCallback(mId, &late)) {
+        if (mLateCallback.joinable()) {
+            mLateCallback.join();
+        }
+        mLateCallback = std::thread([this, late, lastFile] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(late.delayMs));
+            switch (late.kind) {
+                case DVRSimLateCallback::NeedVideo:
+                    mCallbacks.needData(mId, ENC_NEED_VIDEO);
+                    break;
+                case DVRSimLateCallback::NeedAudio:
+                    mCallbacks.needData(mId, ENC_NEED_AUDIO);
+                    break;
+                case DVRSimLateCallback::FileFinish:
+                    mCallbacks.fileFinish(mId, lastFile.c_str());
+                    break;
+                case DVRSimLateCallback::RecordFinish:
+                    mCallbacks.recordFinish(mId, lastFile.c_str());
+                    break;
+            }
+        });
+    }
+    return forced;
+}
+
+int DVRSimEncoder::requestKeyFrame() {
+    std::lock_guard<std::mutex> writerLock(mWriterLock);
+    mWriter.requestKeyFrame();
+    return 0;
+}
+
+int DVRSimEncoder::pushVideoFrame(const uint32_t framePA[2], uint64_t * /*timestamp*/) {
+    if (framePA == nullptr) {
+        return -2;
+    }
+    DVRMediaFormat format;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (!mPlaying || mFinalized) {
+            return -1;
+        }
+        format = mFormat;
+    }
+    const size_t lumaBytes = static_cast<size_t>(format.inputStride) * format.inputHeight;
+    const void *luma = mArena != nullptr ? mArena->translate(framePA[0], lumaBytes) : nullptr;
+    const void *chroma = mArena != nullptr ? mArena->translate(framePA[1], lumaBytes / 2) : nullptr;
+    if (luma == nullptr || chroma == nullptr) {
+        HAL_LOGE("Encoder %d: frame at unknown physical address 0x%08x/0x%08x\n", mId, framePA[0],
+                 framePA[1]);
+        std::lock_guard<std::mutex> lock(mLock);
+        mPendingError = kBadAddress;
+        return kBadAddress;
+    }
+    std::lock_guard<std::mutex> writerLock(mWriterLock);
+    if (mWriterError != 0 || !mWriter.isFileOpen()) {
+        return -1;
+    }
+    const int result = mWriter.writeVideo(static_cast<const uint8_t *>(luma),
+                                          static_cast<const uint8_t *>(chroma));
+    if (result < 0) {
+        mWriterError = result;
+    }
+    return result < 0 ? result : 0;
+}
+
+int DVRSimEncoder::pushAudioData(void *data, int length, uint64_t * /*timestamp*/) {
+    if (data == nullptr || length < 0) {
+        return -2;
+    }
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (!mPlaying || mFinalized) {
+            return -1;
+        }
+        if (!mFormat.audio) {
+            return 0;  // recording without audio: the chunk is not wanted
+        }
+    }
+    std::lock_guard<std::mutex> writerLock(mWriterLock);
+    if (mWriterError != 0 || !mWriter.isFileOpen()) {
+        return -1;
+    }
+    const int result = mWriter.writeAudio(data, length);
+    if (result < 0) {
+        mWriterError = result;
+    }
+    return result < 0 ? result : 0;
+}
+
+int DVRSimEncoder::getCapability(EncoderCapability_t *capability) {
+    if (capability == nullptr) {
+        return -2;
+    }
+    *capability = mConfig.capability;
+    return 0;
+}
+
+std::set<unsigned int> DVRSimEncoder::getSupportedSamplingRates() {
+    return mConfig.samplingRates;
+}
+
+int DVRSimEncoder::suspend() {
+    const int forced = DVRSimulator::instance().encoderResult(mId, DVRSimEncoderOp::Suspend);
+    if (forced != 0) {
+        return forced;
+    }
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mPlaying) {
+        HAL_LOGE("Encoder %d: suspend while playing\n", mId);
+        return -1;
+    }
+    mSuspended = true;
+    return 0;
+}
+
+int DVRSimEncoder::resume() {
+    const int forced = DVRSimulator::instance().encoderResult(mId, DVRSimEncoderOp::Resume);
+    if (forced != 0) {
+        return forced;
+    }
+    std::lock_guard<std::mutex> lock(mLock);
+    mSuspended = false;
+    return 0;
+}
+
+void DVRSimEncoder::run() {
+    DVRMediaFormat format;
+    int fileLength = 0;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        format = mFormat;
+        fileLength = mFileLength;
+    }
+    if (!openNextFile()) {
+        finishRecording(true);
+        return;
+    }
+    std::string firstFile;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        firstFile = mFileName;
+    }
+    // Reported even when a stop came meanwhile: its record-finish follows.
+    invoke(
+        Callback::RecordStart, [&] { mCallbacks.recordStart(mId, firstFile.c_str()); }, true);
+
+    const int64_t framesPerFile = static_cast<int64_t>(format.frameRate) * fileLength;
+    const int64_t chunkUs = static_cast<int64_t>(mConfig.audioChunkMs) * 1000;
+    const auto start = std::chrono::steady_clock::now();
+    int64_t videoRequests = 0;
+    int64_t audioRequests = 0;
+    while (true) {
+        const int64_t videoDue = videoRequests * 1000000 / format.frameRate;
+        // Ask for a chunk once it has been captured, so the device has it ready.
+        const int64_t audioDue = (audioRequests + 1) * chunkUs;
+        const bool video = !format.audio || videoDue <= audioDue;
+        if (!waitUntilDue(video ? videoDue : audioDue, start)) {
+            break;
+        }
+        if (!video) {
+            ++audioRequests;
+            if (!invoke(Callback::NeedData, [&] { mCallbacks.needData(mId, ENC_NEED_AUDIO); })) {
+                break;
+            }
+        } else {
+            // Roll over only when the next file's first frame is due: a stop
+            // before then completes the full file as the last one.
+            bool fileComplete = false;
+            {
+                std::lock_guard<std::mutex> writerLock(mWriterLock);
+                fileComplete = mWriter.videoFramesInFile() >= framesPerFile;
+            }
+            if (fileComplete && !rollOver()) {
+                break;
+            }
+            ++videoRequests;
+            if (!invoke(Callback::NeedData, [&] { mCallbacks.needData(mId, ENC_NEED_VIDEO); })) {
+                break;
+            }
+            int badAddress = 0;
+            {
+                std::lock_guard<std::mutex> lock(mLock);
+                std::swap(badAddress, mPendingError);
+            }
+            if (badAddress != 0) {
+                invoke(Callback::Error,
+                       [&] { mCallbacks.error(mId, DVR_ERROR_NORMAL, badAddress); });
+            }
+            DVRSimulator::EncoderError injected{};
+            if (DVRSimulator::instance().takeEncoderError(mId, static_cast<int>(videoRequests),
+                                                          &injected)) {
+                invoke(Callback::Error, [&] {
+                    mCallbacks.error(mId, static_cast<DVRErrorServerity_e>(injected.severity),
+                                     injected.code);
+                });
+            }
+        }
+        const int failure = writerError();
+        if (failure != 0) {
+            failRecording(failure);
+            break;
+        }
+    }
+    finishRecording(true);
+}
+
+bool DVRSimEncoder::invoke(Callback kind, const std::function<void()> &call,
+                           bool evenWhenStopping) {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mStopRequested && !evenWhenStopping) {
+            return false;
+        }
+        mRunning = kind;
+    }
+    call();
+    std::lock_guard<std::mutex> lock(mLock);
+    mRunning = Callback::None;
+    return true;
+}
+
+bool DVRSimEncoder::waitUntilDue(int64_t dueUs, std::chrono::steady_clock::time_point start) {
+    std::unique_lock<std::mutex> lock(mLock);
+    if (DVRSimulator::instance().pacing() == DVRSimPacing::RealTime) {
+        mWake.wait_until(lock, start + std::chrono::microseconds(dueUs),
+                         [this] { return mStopRequested; });
+    }
+    return !mStopRequested;
+}
+
+std::string DVRSimEncoder::uniqueName(const std::string &path) const {
+    if (!fileExists(path)) {
+        return path;
+    }
+    const size_t slash = path.rfind('/');
+    size_t dot = path.rfind('.');
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) {
+        dot = path.size();
+    }
+    for (int number = 1;; ++number) {
+        std::string candidate =
+            path.substr(0, dot) + "_" + std::to_string(number) + path.substr(dot);
+        if (!fileExists(candidate)) {
+            return candidate;
+        }
+    }
+}
+
+bool DVRSimEncoder::openNextFile() {
+    std::string requested;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        requested = mNextName;
+        mNextNameFresh = false;
+    }
+    // Never overwrite: an existing file, and so the previous file when no new
+    // name came, gets a numbered sibling instead.
+    const std::string name = uniqueName(requested);
+    int result = 0;
+    {
+        std::lock_guard<std::mutex> writerLock(mWriterLock);
+        result = mWriter.openFile(name);
+        if (result < 0) {
+            mWriterError = result;
+        }
+    }
+    if (result < 0) {
+        HAL_LOGE("Encoder %d: cannot open %s: %s\n", mId, name.c_str(), std::strerror(-result));
+        failRecording(result);
+        return false;
+    }
+    std::lock_guard<std::mutex> lock(mLock);
+    mFileName = name;
+    return true;
+}
+
+bool DVRSimEncoder::rollOver() {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mStopRequested) {
+            return false;  // the file is complete; stop finishes it as the last one
+        }
+    }
+    int result = 0;
+    {
+        std::lock_guard<std::mutex> writerLock(mWriterLock);
+        result = mWriter.closeFile(false);
+        if (result < 0) {
+            mWriterError = result;
+        }
+    }
+    std::string finished;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        finished = mFileName;
+    }
+    if (result < 0) {
+        HAL_LOGE("Encoder %d: cannot complete %s: %s\n", mId, finished.c_str(),
+                 std::strerror(-result));
+        failRecording(result);
+        return false;
+    }
+    if (!invoke(Callback::FileFinish, [&] { mCallbacks.fileFinish(mId, finished.c_str()); })) {
+        return false;
+    }
+    return openNextFile();
+}
+
+void DVRSimEncoder::failRecording(int code) {
+    invoke(Callback::Error, [&] { mCallbacks.error(mId, DVR_ERROR_SEVERE, code); });
+    std::unique_lock<std::mutex> lock(mLock);
+    mWake.wait(lock, [this] { return mStopRequested; });
+}
+
+int DVRSimEncoder::writerError() {
+    std::lock_guard<std::mutex> writerLock(mWriterLock);
+    return mWriterError;
+}
+
+void DVRSimEncoder::finishRecording(bool onWorker) {
+    bool report = false;
+    std::string name;
+    {
+        std::lock_guard<std::mutex> writerLock(mWriterLock);
+        bool alreadyFinished = false;
+        {
+            std::lock_guard<std::mutex> lock(mLock);
+            alreadyFinished = mFinalized;
+            mFinalized = true;
+            name = mFileName;
+        }
+        if (!alreadyFinished) {
+            report = !name.empty();
+            const bool wasOpen = mWriter.isFileOpen();
+            const int result = mWriter.closeFile(true);
+            if (wasOpen && result < 0) {
+                // No error callback now: the service is inside stop() and
+                // would wait for itself.
+                HAL_LOGE("Encoder %d: cannot complete %s: %s\n", mId, name.c_str(),
+                         std::strerror(-result));
+            }
+            mWriter.close();
+        }
+    }
+    if (report) {
+        if (onWorker) {
+            invoke(
+                Callback::RecordFinish, [&] { mCallbacks.recordFinish(mId, name.c_str()); }, true);
+        } else {
+            mCallbacks.recordFinish(mId, name.c_str());
+        }
+    }
+    if (onWorker) {
+        std::lock_guard<std::mutex> lock(mLock);
+        mWorkerDone = true;
+        mWake.notify_all();
+    }
+}
+
+void DVRSimEncoder::joinThreads() {
+    if (mWorker.joinable() && mWorker.get_id() != std::this_thread::get_id()) {
+        mWorker.join();
+    }
+    if (mLateCallback.joinable() && mLateCallback.get_id() != std::this_thread::get_id()) {
+        mLateCallback.join();
+    }
+}
+
+}  // namespace dvrspace

@@ -1,0 +1,179 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <thread>
+
+#include "DVRAudioDeviceFactory.h"
+#include "SimulatorFixture.h"
+
+using namespace dvrspace;
+
+namespace {
+
+class AudioDevice : public SimulatorFixture {
+protected:
+    std::unique_ptr<DVRAudioDevice> create(int index = 0) {
+        return std::unique_ptr<DVRAudioDevice>(
+            DVRAudioDeviceFactory::getFactory()->createDevice(index));
+    }
+};
+
+}  // namespace
+
+TEST_F(AudioDevice, FactoryCreatesOneAudioInputByDefaultAndNullPastIt) {
+    auto audio = create(0);
+    ASSERT_NE(nullptr, audio);
+    EXPECT_EQ(20, audio->getID());
+    EXPECT_EQ(1, audio->getCaps()->channels);
+    EXPECT_EQ(16, audio->getCaps()->bitsPerSample);
+    EXPECT_EQ(nullptr, create(1));
+    EXPECT_EQ(nullptr, create(-1));
+    EXPECT_STREQ("audio_server", DVRAudioDeviceFactory::getFactory()->getServiceName());
+}
+
+TEST_F(AudioDevice, NoAudioInputWhenConfiguredSo) {
+    DVRSimConfig config = DVRSimulatorControl::config();
+    config.audioInputs.clear();
+    DVRSimulatorControl::setConfig(config);
+    EXPECT_EQ(nullptr, create(0));
+}
+
+TEST_F(AudioDevice, SamplingRatesAndMinus22ForAnUnsupportedOne) {
+    auto audio = create();
+    EXPECT_EQ((std::set<unsigned int>{8000, 16000, 32000, 44100, 48000}),
+              audio->getSupportedSamplingRates());
+    EXPECT_EQ(16000u, audio->getSamplingRate());
+    EXPECT_EQ(0, audio->setSamplingRate(48000));
+    EXPECT_EQ(48000u, audio->getSamplingRate());
+    EXPECT_EQ(-22, audio->setSamplingRate(22050));
+    EXPECT_EQ(48000u, audio->getSamplingRate());
+}
+
+TEST_F(AudioDevice, ChunksAreAToneOfTheConfiguredDurationAtTheCurrentRate) {
+    auto audio = create();
+    const int handle = audio->open();
+    ASSERT_EQ(0, audio->setSamplingRate(8000));
+    audio->start(handle);
+    void *data = nullptr;
+    int length = 0;
+    uint64_t stamp = 0;
+    ASSERT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+    ASSERT_EQ(8000 * 20 / 1000 * 2, length);  // 20 ms of 16-bit mono
+    const auto *samples = static_cast<const int16_t *>(data);
+    int crossings = 0;
+    int16_t peak = 0;
+    for (int index = 1; index < length / 2; ++index) {
+        crossings += (samples[index - 1] < 0) != (samples[index] < 0);
+        peak = std::max<int16_t>(peak, samples[index]);
+    }
+    EXPECT_NEAR(2 * 440 * 20 / 1000, crossings, 1);  // 440 Hz
+    EXPECT_GT(peak, 7000);
+    ASSERT_EQ(0, audio->setSamplingRate(48000));
+    ASSERT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+    EXPECT_EQ(48000 * 20 / 1000 * 2, length);
+}
+
+TEST_F(AudioDevice, HandleFromOpenOrMinusOneIsAccepted) {
+    auto audio = create();
+    void *data = nullptr;
+    int length = 0;
+    uint64_t stamp = 0;
+    EXPECT_EQ(-1, audio->start(-1));  // nothing open yet
+    const int handle = audio->open();
+    EXPECT_EQ(-1, audio->start(handle + 1));
+    EXPECT_EQ(0, audio->start(handle));
+    EXPECT_EQ(-1, audio->getAudioData(handle + 1, &data, &length, &stamp));
+    EXPECT_EQ(0, audio->getAudioData(-1, &data, &length, &stamp));
+    EXPECT_GT(length, 0);
+    EXPECT_EQ(0, audio->close(handle));
+    EXPECT_EQ(-1, audio->getAudioData(handle, &data, &length, &stamp));
+}
+
+TEST_F(AudioDevice, NothingYetBeforeAChunkIsCapturedInRealTime) {
+    DVRSimulatorControl::setPacing(DVRSimPacing::RealTime);
+    auto audio = create();
+    const int handle = audio->open();
+    audio->start(handle);
+    void *data = reinterpret_cast<void *>(1);
+    int length = -1;
+    uint64_t stamp = 0;
+    EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+    EXPECT_EQ(0, length);
+    EXPECT_EQ(nullptr, data);
+    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+    EXPECT_EQ(640, length);
+    EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+    EXPECT_EQ(0, length);
+    audio->prepareStop(handle);
+    EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+    EXPECT_EQ(640, length);
+}
+
+TEST_F(AudioDevice, NotStartedOrSuspendedIsAnError) {
+    auto audio = create();
+    const int handle = audio->open();
+    void *data = nullptr;
+    int length = 0;
+    uint64_t stamp = 0;
+    EXPECT_EQ(-1, audio->getAudioData(handle, &data, &length, &stamp));
+    audio->start(handle);
+    EXPECT_EQ(0, audio->suspend());
+    EXPECT_EQ(-1, audio->getAudioData(handle, &data, &length, &stamp));
+    EXPECT_EQ(0, audio->resume());
+    EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+    audio->stop(handle);
+    EXPECT_EQ(-1, audio->getAudioData(handle, &data, &length, &stamp));
+}
+
+TEST_F(AudioDevice, AChunkStaysValidWhileTheNextIsRead) {
+    auto audio = create();
+    const int handle = audio->open();
+    audio->start(handle);
+    void *first = nullptr;
+    void *second = nullptr;
+    int length = 0;
+    uint64_t stamp = 0;
+    ASSERT_EQ(0, audio->getAudioData(handle, &first, &length, &stamp));
+    const std::vector<int16_t> copy(static_cast<int16_t *>(first),
+                                    static_cast<int16_t *>(first) + length / 2);
+    ASSERT_EQ(0, audio->getAudioData(handle, &second, &length, &stamp));
+    EXPECT_NE(first, second);
+    EXPECT_EQ(0, std::memcmp(copy.data(), first, copy.size() * 2));
+}
+
+TEST_F(AudioDevice, InjectedFailuresAndNothingYetComeNTimes) {
+    auto audio = create();
+    const int handle = audio->open();
+    audio->start(handle);
+    void *data = nullptr;
+    int length = 0;
+    uint64_t stamp = 0;
+    DVRSimulatorControl::failAudioData(20, 2, -5);
+    EXPECT_EQ(-5, audio->getAudioData(handle, &data, &length, &stamp));
+    EXPECT_EQ(-5, audio->getAudioData(handle, &data, &length, &stamp));
+    EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+    EXPECT_GT(length, 0);
+    DVRSimulatorControl::failAudioData(20, 3, 0);
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+        EXPECT_EQ(0, length);
+    }
+    EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+    EXPECT_GT(length, 0);
+}
+
+TEST_F(AudioDevice, ForcedSuspendAndResumeResultsIncludingRecoverable) {
+    auto audio = create();
+    DVRSimulatorControl::setAudioResult(20, DVRSimDeviceOp::Suspend, -1);
+    DVRSimulatorControl::setAudioResult(20, DVRSimDeviceOp::Resume, 1);
+    EXPECT_EQ(-1, audio->suspend());
+    EXPECT_EQ(1, audio->resume());
+    DVRSimulatorControl::setAudioResult(20, DVRSimDeviceOp::Suspend, 0);
+    DVRSimulatorControl::setAudioResult(20, DVRSimDeviceOp::Resume, 0);
+    EXPECT_EQ(0, audio->suspend());
+    EXPECT_EQ(0, audio->resume());
+}
