@@ -21,8 +21,10 @@ class EncoderRecording : public SimulatorFixture {
 protected:
     // Records `files` complete files and three frames of the next, then stops.
     void recordFiles(EncoderHarness &harness, const RecordSettings_t &settings, size_t files) {
+        const size_t frames = files * settings.frameRate + 3;
+        harness.setFrameLimit(frames);
         ASSERT_EQ(0, harness.record(settings, dir.file("first" + extension(settings))));
-        ASSERT_TRUE(harness.waitFor("needVideo", files * settings.frameRate + 3));
+        ASSERT_TRUE(harness.waitFor("pushedVideo", frames));
         ASSERT_EQ(0, harness.stop());
     }
 
@@ -163,7 +165,7 @@ TEST_F(EncoderRecording, AnExistingFileIsNeverOverwritten) {
                                 dir.file("first.ts")));
     ASSERT_TRUE(harness.waitFor("start", 1));
     ASSERT_EQ(0, harness.stop());
-    EXPECT_EQ(dir.file("first_1.ts"), harness.events().front().file);
+    EXPECT_EQ(dir.file("first_1.ts"), harness.fileEvents().front().file);
     std::ifstream kept(dir.file("first.ts"));
     std::string content;
     std::getline(kept, content);
@@ -189,15 +191,17 @@ TEST_F(EncoderRecording, AFileStoppedEarlyIsPlayable) {
 
 TEST_F(EncoderRecording, CallbacksComeInOrderAndNoneAfterStopReturns) {
     EncoderHarness harness;
+    harness.setFrameLimit(kFps + 2);
     ASSERT_EQ(0, harness.record(EncoderHarness::settings(DVR_FILE_FORMAT_TS, kFps, 1, true),
                                 dir.file("order.ts")));
     EXPECT_EQ(1, harness.encoder()->isPlaying());
-    ASSERT_TRUE(harness.waitFor("fileFinish", 1));
+    ASSERT_TRUE(harness.waitFor("pushedVideo", kFps + 2));
     ASSERT_EQ(0, harness.stop());
     EXPECT_EQ(0, harness.encoder()->isPlaying());
-    const auto events = harness.events();
+    const size_t allEvents = harness.events().size();
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(events.size(), harness.events().size());
+    EXPECT_EQ(allEvents, harness.events().size());
+    const auto events = harness.fileEvents();
     ASSERT_GE(events.size(), 3u);
     EXPECT_EQ("start", events.front().kind);
     EXPECT_EQ(dir.file("order.ts"), events.front().file);
