@@ -75,25 +75,13 @@ void makeParentDirectories(const std::string &path) {
     }
 }
 
-bool readAll(int fd, uint8_t *buffer, size_t size) {
+// Repeats a partial read or write, given as transfer(bytes done so far), until
+// size bytes have moved; false on an error or an early end of file.
+template <typename Transfer>
+bool transferAll(size_t size, Transfer transfer) {
     size_t done = 0;
     while (done < size) {
-        ssize_t count = ::read(fd, buffer + done, size - done);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count <= 0) {
-            return false;
-        }
-        done += static_cast<size_t>(count);
-    }
-    return true;
-}
-
-bool writeAll(int fd, const uint8_t *buffer, size_t size) {
-    size_t done = 0;
-    while (done < size) {
-        ssize_t count = ::write(fd, buffer + done, size - done);
+        ssize_t count = transfer(done);
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -181,7 +169,9 @@ int VendorDataStore::load(VendorDataRecord *record, Purpose purpose) const {
     }
     VendorDataRecord::Image image;
     size_t size = static_cast<size_t>(status.st_size);
-    bool complete = size != image.size() || readAll(fd, image.data(), image.size());
+    bool complete = size != image.size() || transferAll(image.size(), [&](size_t done) {
+                        return ::read(fd, image.data() + done, image.size() - done);
+                    });
     if (!complete) {
         int result = logFailure(mPath, "read");
         close(fd);
@@ -207,7 +197,10 @@ int VendorDataStore::replace(const VendorDataRecord &record) const {
     if (fd < 0) {
         return logFailure(temporary, "create");
     }
-    if (!writeAll(fd, image.data(), image.size()) || fsync(fd) != 0) {
+    const bool written = transferAll(image.size(), [&](size_t done) {
+        return ::write(fd, image.data() + done, image.size() - done);
+    });
+    if (!written || fsync(fd) != 0) {
         int result = logFailure(temporary, "write");
         close(fd);
         unlink(temporary.c_str());

@@ -2,27 +2,17 @@
 // against it with find_package(dvr CONFIG), as an integrator would.
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <string>
 
+#include "CommandResult.h"
 #include "TempDir.h"
 
 namespace {
 
 std::string run(const std::string &command, int &status) {
-    std::string output;
-    FILE *pipe = popen((command + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) {
-        status = -1;
-        return output;
-    }
-    std::array<char, 4096> chunk{};
-    while (fgets(chunk.data(), chunk.size(), pipe) != nullptr) {
-        output += chunk.data();
-    }
-    status = pclose(pipe);
-    return output;
+    const dvrtest::CommandResult result = dvrtest::runCommand(command);
+    status = result.status;
+    return result.out + result.err;
 }
 
 }  // namespace

@@ -12,7 +12,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <set>
+#include <system_error>
 
 namespace {
 
@@ -76,8 +76,21 @@ int SvcMonitor::start() {
         ALOGW("%s", problem.c_str());
     }
     mKnownStates = std::move(baseline);
-    mStopping = false;
-    mThread = std::thread(&SvcMonitor::run, this);
+    std::string error;
+    if (!mDir.readDefault(&mDefaultState, &error)) {
+        ALOGW("%s", error.c_str());
+        mDefaultState = SvcStateDir::kImplicitState;
+    }
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mStopping = false;
+    }
+    try {
+        mThread = std::thread(&SvcMonitor::run, this);
+    } catch (const std::system_error &failure) {
+        ALOGE("cannot start the monitor's thread: %s", failure.what());
+        return -1;
+    }
     return SVC_MON_NOERROR;
 }
 
@@ -116,19 +129,18 @@ svc_mon_notify_handle_t SvcMonitor::add(const char *svcName, svc_mon_callback_t 
         ALOGE("no service manager named '%s' here; only '%s' reports states", svcName, kInitName);
         return nullptr;
     }
-    auto handler = std::make_shared<Handler>(Handler{callback, context, false});
     std::lock_guard<std::mutex> lock(mLock);
-    mHandlers.push_back(handler);
-    // The handle is only ever compared, never dereferenced, so a stale one is
-    // a clean error.
-    return reinterpret_cast<svc_mon_notify_handle_t>(handler.get());
+    // Handles are numbers never given out twice, only compared, never
+    // dereferenced: a stale or made-up handle is a clean error.
+    const auto handle = reinterpret_cast<svc_mon_notify_handle_t>(mNextHandle++);
+    mHandlers.push_back(std::make_shared<Handler>(Handler{handle, callback, context, false}));
+    return handle;
 }
 
 int SvcMonitor::remove(svc_mon_notify_handle_t notify) {
     std::unique_lock<std::mutex> lock(mLock);
-    auto found = std::find_if(mHandlers.begin(), mHandlers.end(), [notify](const auto &handler) {
-        return reinterpret_cast<svc_mon_notify_handle_t>(handler.get()) == notify;
-    });
+    auto found = std::find_if(mHandlers.begin(), mHandlers.end(),
+                              [notify](const auto &handler) { return handler->handle == notify; });
     if (found == mHandlers.end()) {
         ALOGE("svc_mon_notify_rm: unknown notification handle %p", static_cast<void *>(notify));
         return -1;
@@ -236,6 +248,12 @@ SvcMonitor::Changes SvcMonitor::collectChanges(const std::vector<std::string> &t
             }
         }
     }
+    if (defaultChanged || rescan) {
+        std::string error;
+        if (!mDir.readDefault(&mDefaultState, &error)) {
+            ALOGE("ignoring a change of %s: %s", SvcStateDir::kDefaultStateFile, error.c_str());
+        }
+    }
     Changes changes;
     for (const std::string &service : services) {
         std::string state;
@@ -248,8 +266,10 @@ SvcMonitor::Changes SvcMonitor::collectChanges(const std::vector<std::string> &t
         if (state.empty()) {
             continue;
         }
+        // A service not seen before had the default state until now.
         auto known = mKnownStates.find(service);
-        if (known == mKnownStates.end() || known->second != state) {
+        const std::string &previous = known != mKnownStates.end() ? known->second : mDefaultState;
+        if (previous != state) {
             mKnownStates[service] = state;
             changes.emplace_back(service, state);
         }

@@ -5,6 +5,7 @@
 #define SVC_MONITOR_H
 
 #include <condition_variable>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -46,6 +47,7 @@ public:
 
 private:
     struct Handler {
+        svc_mon_notify_handle_t handle;
         svc_mon_callback_t callback;
         void *context;
         bool removed;
@@ -70,6 +72,7 @@ private:
     mutable std::mutex mLock;
     std::condition_variable mIdle;
     std::vector<std::shared_ptr<Handler>> mHandlers;
+    uintptr_t mNextHandle = 1;
     std::thread::id mThreadId;
     bool mStopping = false;
     bool mDispatching = false;
@@ -77,6 +80,8 @@ private:
     // Last reported state per service; the monitor's thread only (and start
     // before the thread runs).
     std::map<std::string, std::string> mKnownStates;
+    // State of services without a file, as of the last look at ".default".
+    std::string mDefaultState;
 };
 
 #endif  // SVC_MONITOR_H

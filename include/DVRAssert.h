@@ -1,11 +1,22 @@
 // The project's one assertion. Unlike assert() it is never compiled out: a
 // broken invariant in a recorder must stop the process on a release build too.
+// Public because the public queue template asserts too; needs liblog.
 #ifndef DVR_ASSERT_H
 #define DVR_ASSERT_H
 
+#include <android/log.h>
+
+#include <cstdlib>
+#include <cstring>
+
 // Logs "Assertion failed: <condition>, file <source file>, line <n>" under the
 // tag "DVRAssert" and aborts. Any thread may call it.
-[[noreturn]] void dvr_assert_fail(const char *condition, const char *file, int line);
+[[noreturn]] inline void dvr_assert_fail(const char *condition, const char *file, int line) {
+    const char *slash = std::strrchr(file, '/');
+    __android_log_print(ANDROID_LOG_FATAL, "DVRAssert", "Assertion failed: %s, file %s, line %d",
+                        condition, slash != nullptr ? slash + 1 : file, line);
+    std::abort();
+}
 
 #define DVR_ASSERT(cond)                                \
     do {                                                \
