@@ -1,0 +1,51 @@
+// Test access to a recorder's file-name steps and buffers, which the recording
+// lifecycle drives from the encoder's callbacks.
+#ifndef DVR_TEST_RECORDER_PEER_H
+#define DVR_TEST_RECORDER_PEER_H
+
+#include <string>
+
+#include "DVR.h"
+#include "Recorder.h"
+
+namespace dvrspace {
+
+class RecorderPeer {
+public:
+    explicit RecorderPeer(Recorder &recorder) : mRecorder(recorder) {}
+
+    // What start() does to the settings before a recording: the staged ones
+    // come into force.
+    void applyStagedSettings() { mRecorder.mCurSettings.copy(mRecorder.mNewSettings); }
+    void setCurrentOutputFormat(int format) {
+        mRecorder.mCurSettings.outputFormat = static_cast<DVRFileFormat_e>(format);
+    }
+    void setCurrentFileLength(int seconds) { mRecorder.mCurSettings.fileLength = seconds; }
+    void setState(DVRStm_e state) { mRecorder.mState = state; }
+
+    std::string fileName() const { return mRecorder.mFileName; }
+    std::string nextFileName() const { return mRecorder.mNextFileName; }
+    std::string storagePath() const { return mRecorder.mStoragePath; }
+    bool autoNextFile() const { return mRecorder.mbAutoNextFile; }
+
+    bool isNextFileSet() { return mRecorder._isNextFileSet(); }
+    void setNextFileName(const char *name) { mRecorder._setNextFileName(name); }
+    int getNextFileFromUser() { return mRecorder._getNextFileFromUser(); }
+    void genDefaultFileName() { mRecorder._genDefaultFileName(); }
+    void updateFileName() { mRecorder._updateFileName(); }
+    void applyNextFile() { mRecorder._applyNextFile(); }
+
+private:
+    Recorder &mRecorder;
+};
+
+// Test access to the service's client registry, which clients otherwise reach
+// through the control interface.
+class DVRPeer {
+public:
+    static CallbackManager &callbackManager(DVR &service) { return *service.mCbkMgr; }
+};
+
+}  // namespace dvrspace
+
+#endif  // DVR_TEST_RECORDER_PEER_H
