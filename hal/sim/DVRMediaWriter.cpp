@@ -138,8 +138,22 @@ int DVRMediaWriter::openAudioCodec(std::string *error) {
     return 0;
 }
 
-int DVRMediaWriter::openFile(const std::string &path) {
+void DVRMediaWriter::startFile(const std::string &path) {
     closeOutput();
+    mPendingPath = path;
+    mFileFirstFrame = mVideoPts;
+    mFileFirstSample = mAudioPts;
+}
+
+int DVRMediaWriter::createFile() {
+    if (mFile != nullptr) {
+        return 0;
+    }
+    if (mPendingPath.empty()) {
+        return AVERROR(EBADF);
+    }
+    const std::string path = mPendingPath;
+    mPendingPath.clear();
     const bool ts = mFormat.container == DVR_FILE_FORMAT_TS;
     int result =
         avformat_alloc_output_context2(&mFile, nullptr, ts ? "mpegts" : "avi", path.c_str());
@@ -176,14 +190,13 @@ int DVRMediaWriter::openFile(const std::string &path) {
         closeOutput();
         return result;
     }
-    mFileFirstFrame = mVideoPts;
-    mFileFirstSample = mAudioPts;
     return 0;
 }
 
 int DVRMediaWriter::writeVideo(const uint8_t *luma, const uint8_t *chroma) {
-    if (mFile == nullptr) {
-        return AVERROR(EBADF);
+    const int created = createFile();
+    if (created < 0) {
+        return created;
     }
     const int stride = mFormat.inputStride;
     const size_t lumaBytes = static_cast<size_t>(stride) * mFormat.inputHeight;
@@ -230,8 +243,12 @@ int DVRMediaWriter::encodeVideo(AVFrame *frame) {
 }
 
 int DVRMediaWriter::writeAudio(const void *pcm, int bytes) {
-    if (mFile == nullptr || mAudioCodec == nullptr) {
+    if (mAudioCodec == nullptr) {
         return AVERROR(EBADF);
+    }
+    const int created = createFile();
+    if (created < 0) {
+        return created;
     }
     const int sampleBytes = 2 * mFormat.channels;
     const auto *samples = static_cast<const int16_t *>(pcm);
@@ -307,6 +324,7 @@ int DVRMediaWriter::drain(AVCodecContext *codec, AVFrame *frame, AVStream *strea
 }
 
 int DVRMediaWriter::closeFile(bool lastFile) {
+    mPendingPath.clear();
     if (mFile == nullptr) {
         return 0;
     }
@@ -339,6 +357,7 @@ int DVRMediaWriter::closeFile(bool lastFile) {
 }
 
 void DVRMediaWriter::closeOutput() {
+    mPendingPath.clear();
     if (mFile != nullptr) {
         avio_closep(&mFile->pb);
         avformat_free_context(mFile);

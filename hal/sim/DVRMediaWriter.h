@@ -49,8 +49,10 @@ public:
 
     // Opens the codecs for one recording; *error explains a failure.
     int open(const DVRMediaFormat &format, std::string *error);
-    // Starts the next file of the recording.
-    int openFile(const std::string &path);
+    // Starts the next file of the recording. The file itself is made with the
+    // first picture or audio written into it, so a recording stopped before
+    // any data leaves no empty, unplayable file behind.
+    void startFile(const std::string &path);
     // Encodes one picture (input size and stride) into the open file.
     int writeVideo(const uint8_t *luma, const uint8_t *chroma);
     // The next picture becomes a key frame.
@@ -63,10 +65,14 @@ public:
     // Frees the codecs and any open file without completing it.
     void close();
 
-    bool isFileOpen() const { return mFile != nullptr; }
+    // A file was started and not yet closed.
+    bool hasFile() const { return mFile != nullptr || !mPendingPath.empty(); }
+    // The started file exists on disk.
+    bool fileCreated() const { return mFile != nullptr; }
     int64_t videoFramesInFile() const { return mVideoPts - mFileFirstFrame; }
 
 private:
+    int createFile();
     int openVideoCodec(std::string *error);
     int openAudioCodec(std::string *error);
     int encodeVideo(AVFrame *frame);
@@ -82,6 +88,7 @@ private:
     AVFrame *mScaledFrame = nullptr;
     AVFrame *mAudioFrame = nullptr;
     AVPacket *mPacket = nullptr;
+    std::string mPendingPath;  // started, not yet made
     AVFormatContext *mFile = nullptr;
     AVStream *mVideoStream = nullptr;
     AVStream *mAudioStream = nullptr;

@@ -172,6 +172,7 @@ int DVRSimEncoder::start() {
     mPendingError = 0;
     mRunning = Callback::None;
     mFileName.clear();
+    mFileAnnounced = false;
     mWorker = std::thread(&DVRSimEncoder::run, this);
     mWorkerId = mWorker.get_id();
     return 0;
@@ -258,7 +259,7 @@ int DVRSimEncoder::pushVideoFrame(const uint32_t framePA[2], uint64_t * /*timest
         return kBadAddress;
     }
     std::lock_guard<std::mutex> writerLock(mWriterLock);
-    if (mWriterError != 0 || !mWriter.isFileOpen()) {
+    if (mWriterError != 0 || !mWriter.hasFile()) {
         return -1;
     }
     const int result = mWriter.writeVideo(static_cast<const uint8_t *>(luma),
@@ -283,7 +284,7 @@ int DVRSimEncoder::pushAudioData(void *data, int length, uint64_t * /*timestamp*
         }
     }
     std::lock_guard<std::mutex> writerLock(mWriterLock);
-    if (mWriterError != 0 || !mWriter.isFileOpen()) {
+    if (mWriterError != 0 || !mWriter.hasFile()) {
         return -1;
     }
     const int result = mWriter.writeAudio(data, length);
@@ -337,18 +338,7 @@ void DVRSimEncoder::run() {
         format = mFormat;
         fileLength = mFileLength;
     }
-    if (!openNextFile()) {
-        finishRecording(true);
-        return;
-    }
-    std::string firstFile;
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        firstFile = mFileName;
-    }
-    // Reported even when a stop came meanwhile: its record-finish follows.
-    invoke(
-        Callback::RecordStart, [&] { mCallbacks.recordStart(mId, firstFile.c_str()); }, true);
+    startNextFile();
 
     const int64_t framesPerFile = static_cast<int64_t>(format.frameRate) * fileLength;
     const int64_t chunkUs = static_cast<int64_t>(mConfig.audioChunkMs) * 1000;
@@ -368,6 +358,7 @@ void DVRSimEncoder::run() {
             if (!invoke(Callback::NeedData, [&] { mCallbacks.needData(mId, ENC_NEED_AUDIO); })) {
                 break;
             }
+            announceFirstFile();
         } else {
             // Roll over only when the next file's first frame is due: a stop
             // before then completes the full file as the last one.
@@ -383,6 +374,7 @@ void DVRSimEncoder::run() {
             if (!invoke(Callback::NeedData, [&] { mCallbacks.needData(mId, ENC_NEED_VIDEO); })) {
                 break;
             }
+            announceFirstFile();
             int badAddress = 0;
             {
                 std::lock_guard<std::mutex> lock(mLock);
@@ -452,7 +444,7 @@ std::string DVRSimEncoder::uniqueName(const std::string &path) const {
     }
 }
 
-bool DVRSimEncoder::openNextFile() {
+void DVRSimEncoder::startNextFile() {
     std::string requested;
     {
         std::lock_guard<std::mutex> lock(mLock);
@@ -462,22 +454,28 @@ bool DVRSimEncoder::openNextFile() {
     // Never overwrite: an existing file, and so the previous file when no new
     // name came, gets a numbered sibling instead.
     const std::string name = uniqueName(requested);
-    int result = 0;
     {
         std::lock_guard<std::mutex> writerLock(mWriterLock);
-        result = mWriter.openFile(name);
-        if (result < 0) {
-            mWriterError = result;
-        }
-    }
-    if (result < 0) {
-        HAL_LOGE("Encoder %d: cannot open %s: %s\n", mId, name.c_str(), std::strerror(-result));
-        failRecording(result);
-        return false;
+        mWriter.startFile(name);
     }
     std::lock_guard<std::mutex> lock(mLock);
     mFileName = name;
-    return true;
+}
+
+void DVRSimEncoder::announceFirstFile() {
+    std::string name;
+    {
+        std::lock_guard<std::mutex> writerLock(mWriterLock);
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mFileAnnounced || !mWriter.fileCreated()) {
+            return;
+        }
+        mFileAnnounced = true;
+        name = mFileName;
+    }
+    // Reported even when a stop came meanwhile: its record-finish follows.
+    invoke(
+        Callback::RecordStart, [&] { mCallbacks.recordStart(mId, name.c_str()); }, true);
 }
 
 bool DVRSimEncoder::rollOver() {
@@ -509,10 +507,18 @@ bool DVRSimEncoder::rollOver() {
     if (!invoke(Callback::FileFinish, [&] { mCallbacks.fileFinish(mId, finished.c_str()); })) {
         return false;
     }
-    return openNextFile();
+    // The service announces the next file itself when a file finishes.
+    startNextFile();
+    return true;
 }
 
 void DVRSimEncoder::failRecording(int code) {
+    std::string name;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        name = mFileName;
+    }
+    HAL_LOGE("Encoder %d: writing %s failed: %s\n", mId, name.c_str(), std::strerror(-code));
     invoke(Callback::Error, [&] { mCallbacks.error(mId, DVR_ERROR_SEVERE, code); });
     std::unique_lock<std::mutex> lock(mLock);
     mWake.wait(lock, [this] { return mStopRequested; });
@@ -532,12 +538,12 @@ void DVRSimEncoder::finishRecording(bool onWorker) {
         {
             std::lock_guard<std::mutex> lock(mLock);
             alreadyFinished = mFinalized;
+            report = !mFinalized && mFileAnnounced;
             mFinalized = true;
             name = mFileName;
         }
         if (!alreadyFinished) {
-            report = !name.empty();
-            const bool wasOpen = mWriter.isFileOpen();
+            const bool wasOpen = mWriter.fileCreated();
             const int result = mWriter.closeFile(true);
             if (wasOpen && result < 0) {
                 // No error callback now: the service is inside stop() and

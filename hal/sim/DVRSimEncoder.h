@@ -64,9 +64,11 @@ private:
     // Runs a callback unless a stop came first; false when it was not run.
     bool invoke(Callback kind, const std::function<void()> &call, bool evenWhenStopping = false);
     bool waitUntilDue(int64_t dueUs, std::chrono::steady_clock::time_point start);
-    // Opens the next file under the name the service gave, or a free numbered
-    // variant of the last one; false (error reported) when it fails.
-    bool openNextFile();
+    // Starts the next file under the name the service gave, or a free
+    // numbered variant of the last one.
+    void startNextFile();
+    // Record-start for the recording's first file once it exists on disk.
+    void announceFirstFile();
     bool rollOver();
     // Reports a writer failure once, then idles until stop().
     void failRecording(int code);
@@ -98,6 +100,7 @@ private:
     std::string mNextName;        // last name from setFileName
     bool mNextNameFresh = false;  // given since the last file opened
     std::string mFileName;        // file being written
+    bool mFileAnnounced = false;  // the client learnt of mFileName: record-finish is due
     int mPendingError = 0;        // bad address seen by a push, reported by the worker
     std::thread mWorker;
     std::thread mLateCallback;

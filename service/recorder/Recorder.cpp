@@ -1431,23 +1431,23 @@ void Recorder::_getCapsFromDevices() {
 }
 
 void Recorder::_capsCheckSystemLimit(EncoderCapability_t *pCaps) {
-    if (pCaps->max_width > kSystemMaxWidth) {
-        REC_LOGW(_encoderId(),
-                 "Encoder capability (width=%d) exceeds system limitation (%d), force to be %d\n",
-                 pCaps->max_width, kSystemMaxWidth, kSystemMaxWidth);
-        pCaps->max_width = kSystemMaxWidth;
-    }
-    if (pCaps->max_height > kSystemMaxHeight) {
-        REC_LOGW(_encoderId(),
-                 "Encoder capability (height=%d) exceeds system limitation (%d), force to be %d\n",
-                 pCaps->max_height, kSystemMaxHeight, kSystemMaxHeight);
-        pCaps->max_height = kSystemMaxHeight;
-    }
-    if (pCaps->max_bit_rate > kSystemMaxBitRate) {
-        REC_LOGW(_encoderId(),
-                 "Encoder capability (bitrate=%d) exceeds system limitation (%d), force to be %d\n",
-                 pCaps->max_bit_rate, kSystemMaxBitRate, kSystemMaxBitRate);
-        pCaps->max_bit_rate = kSystemMaxBitRate;
+    struct Limit {
+        const char *name;
+        int32_t *value;
+        int limit;
+    };
+    const Limit limits[] = {
+        {"width", &pCaps->max_width, kSystemMaxWidth},
+        {"height", &pCaps->max_height, kSystemMaxHeight},
+        {"bitrate", &pCaps->max_bit_rate, kSystemMaxBitRate},
+    };
+    for (const Limit &limit : limits) {
+        if (*limit.value > limit.limit) {
+            REC_LOGW(_encoderId(),
+                     "Encoder capability (%s=%d) exceeds system limitation (%d), force to be %d\n",
+                     limit.name, *limit.value, limit.limit, limit.limit);
+            *limit.value = limit.limit;
+        }
     }
 }
 
@@ -1455,24 +1455,25 @@ void Recorder::_capsCheckAndCorrection() {
     std::lock_guard<std::mutex> settingsGuard(mSettingsLock);
     DVR_ASSERT(mCamera != NULL);
     const DVRCameraCaps_t *cameraCaps = mCamera->getCaps();
+    struct Bound {
+        const char *name;
+        const char *unit;
+        int32_t *value;
+        int cameraValue;
+    };
+    const Bound bounds[] = {
+        {"Frame rate", "fps", &mNewSettings.frameRate, cameraCaps->frameRate},
+        {"Width", "px", &mNewSettings.width, cameraCaps->width},
+        {"Height", "px", &mNewSettings.height, cameraCaps->height},
+    };
     bool clamped = false;
-    if (mNewSettings.frameRate > cameraCaps->frameRate) {
-        REC_LOGW(_encoderId(), "Frame rate (%d fps) exceeds camera's capability(%d fps)!\n",
-                 mNewSettings.frameRate, cameraCaps->frameRate);
-        mNewSettings.frameRate = cameraCaps->frameRate;
-        clamped = true;
-    }
-    if (mNewSettings.width > cameraCaps->width) {
-        REC_LOGW(_encoderId(), "Width (%d px) exceeds camera's capability(%d px)!\n",
-                 mNewSettings.width, cameraCaps->width);
-        mNewSettings.width = cameraCaps->width;
-        clamped = true;
-    }
-    if (mNewSettings.height > cameraCaps->height) {
-        REC_LOGW(_encoderId(), "Height (%d px) exceeds camera's capability(%d px)!\n",
-                 mNewSettings.height, cameraCaps->height);
-        mNewSettings.height = cameraCaps->height;
-        clamped = true;
+    for (const Bound &bound : bounds) {
+        if (*bound.value > bound.cameraValue) {
+            REC_LOGW(_encoderId(), "%s (%d %s) exceeds camera's capability(%d %s)!\n", bound.name,
+                     *bound.value, bound.unit, bound.cameraValue, bound.unit);
+            *bound.value = bound.cameraValue;
+            clamped = true;
+        }
     }
     if (clamped) {
         _stampChangeTime(mNewSettings);

@@ -2,6 +2,7 @@
 // checks, capability, and every fault the simulator control can provoke.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <future>
@@ -132,6 +133,17 @@ TEST_F(EncoderControl, StartNeedsASettingsAndAFileName) {
     EXPECT_EQ(-1, harness.encoder()->stop());
 }
 
+TEST_F(EncoderControl, StoppedBeforeAnyDataLeavesNoFileAndNoCallbacks) {
+    EncoderHarness harness;
+    DVRSimulatorControl::failVideoFrames(10, 1000000, -1);
+    ASSERT_EQ(0, harness.record(settings(), dir.file("empty.ts")));
+    ASSERT_TRUE(harness.waitFor("needVideo", 3));
+    ASSERT_EQ(0, harness.stop());
+    EXPECT_EQ(0u, harness.count("start"));
+    EXPECT_EQ(0u, harness.count("finish"));
+    EXPECT_NE(0, access(dir.file("empty.ts").c_str(), F_OK));
+}
+
 TEST_F(EncoderControl, PushesOutsideARecordingAreRefused) {
     EncoderHarness harness;
     const uint32_t pa[2] = {0, 0};
@@ -156,6 +168,7 @@ TEST_F(EncoderControl, ForcedResultsOfEveryOperation) {
     EXPECT_EQ(0, encoder->isPlaying());
     DVRSimulatorControl::setEncoderResult(100, DVRSimEncoderOp::Start, 0);
     ASSERT_EQ(0, encoder->start());
+    ASSERT_TRUE(harness.waitFor("needVideo", 2));
     DVRSimulatorControl::setEncoderResult(100, DVRSimEncoderOp::Stop, -10);
     EXPECT_EQ(-10, harness.stop());
     EXPECT_EQ(0, encoder->isPlaying());  // a failed stop still stops
@@ -282,7 +295,9 @@ TEST_F(EncoderControl, MissingDirectoryIsASevereErrorWithoutRecordStart) {
     ASSERT_TRUE(harness.waitFor("error", 1));
     EXPECT_EQ(1, harness.encoder()->isPlaying());
     ASSERT_EQ(0, harness.stop());
-    const auto events = harness.events();
+    // The file is made with the first frame: that fails, and nothing else.
+    EXPECT_EQ(1u, harness.count("needVideo"));
+    const auto events = harness.fileEvents();
     ASSERT_EQ(1u, events.size());
     EXPECT_EQ("error", events[0].kind);
     EXPECT_EQ(DVR_ERROR_SEVERE, events[0].severity);
@@ -301,8 +316,8 @@ TEST_F(EncoderControl, AWriteFailureIsASevereErrorAndTheFileIsStillFinished) {
     ASSERT_EQ(0, harness.record(big, dir.file("full.avi")));
     ASSERT_TRUE(harness.waitFor("error", 1));
     ASSERT_EQ(0, harness.stop());
-    const auto events = harness.events();
-    ASSERT_EQ(3u, events.size() - harness.count("needVideo")) << "start, error, finish";
+    const auto events = harness.fileEvents();
+    ASSERT_EQ(3u, events.size()) << "start, error, finish";
     EXPECT_EQ("start", events.front().kind);
     EXPECT_EQ("finish", events.back().kind);
     for (const auto &event : events) {
@@ -337,12 +352,14 @@ TEST_F(EncoderControl, LateNeedDataCallbackAfterStop) {
 
 TEST_F(EncoderControl, MissingVideoFramesAreSkippedNotInvented) {
     EncoderHarness harness;
+    harness.setFrameLimit(5);
     DVRSimulatorControl::failVideoFrames(10, 3, -1);
     ASSERT_EQ(0, harness.record(settings(), dir.file("a.ts")));
-    ASSERT_TRUE(harness.waitFor("needVideo", 8));
+    ASSERT_TRUE(harness.waitFor("pushedVideo", 5));
     ASSERT_EQ(0, harness.stop());
     const MediaProbe probe = MediaProbe::read(dir.file("a.ts"));
-    EXPECT_EQ(harness.framesPushed(), probe.frameNumbers.size());
+    EXPECT_EQ(5u, harness.framesPushed());
+    EXPECT_EQ(5u, probe.frameNumbers.size());
     ASSERT_FALSE(probe.frameNumbers.empty());
     EXPECT_EQ(0, probe.frameNumbers.front());
 }

@@ -33,9 +33,11 @@ EncoderHarness::EncoderHarness(int index) {
 
 EncoderHarness::~EncoderHarness() {
     if (mEncoder != nullptr) {
+        // A recording still running ends with callbacks into this harness.
+        const int id = mEncoder->mId;
         DVREncoderFactory::getFactory()->releaseEncoder(mEncoder);
         std::lock_guard<std::mutex> lock(gHarnessLock);
-        gHarnesses.erase(mEncoder->mId);
+        gHarnesses.erase(id);
     }
     DVREncoderFactory::getFactory()->releaseFactory();
 }
@@ -96,6 +98,11 @@ void EncoderHarness::setNextNames(std::vector<std::string> names) {
     mNextNames = std::move(names);
 }
 
+void EncoderHarness::setFrameLimit(size_t frames) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mFrameLimit = frames;
+}
+
 void EncoderHarness::onError(std::function<void()> action) {
     std::lock_guard<std::mutex> lock(mLock);
     mOnError = std::move(action);
@@ -104,6 +111,16 @@ void EncoderHarness::onError(std::function<void()> action) {
 std::vector<EncoderEvent> EncoderHarness::events() {
     std::lock_guard<std::mutex> lock(mLock);
     return mEvents;
+}
+
+std::vector<EncoderEvent> EncoderHarness::fileEvents() {
+    std::vector<EncoderEvent> found;
+    for (auto &event : events()) {
+        if (event.kind != "needVideo" && event.kind != "needAudio" && event.kind != "pushedVideo") {
+            found.push_back(std::move(event));
+        }
+    }
+    return found;
 }
 
 size_t EncoderHarness::count(const std::string &kind) {
@@ -182,12 +199,21 @@ void EncoderHarness::needData(int id, ENCNeedDataType_e type) {
     uint64_t stamp = 0;
     if (type == ENC_NEED_VIDEO) {
         harness->add({"needVideo", ""});
+        {
+            std::lock_guard<std::mutex> lock(harness->mLock);
+            if (harness->mFramesPushed >= harness->mFrameLimit) {
+                return;
+            }
+        }
         void *va[2] = {nullptr, nullptr};
         uint32_t pa[2] = {0, 0};
         if (harness->mCamera->getVideoFrame(va, pa, &stamp) == 0 && va[0] != nullptr) {
             harness->mEncoder->pushVideoFrame(pa, &stamp);
-            std::lock_guard<std::mutex> lock(harness->mLock);
-            ++harness->mFramesPushed;
+            {
+                std::lock_guard<std::mutex> lock(harness->mLock);
+                ++harness->mFramesPushed;
+            }
+            harness->add({"pushedVideo", ""});
         }
     } else {
         harness->add({"needAudio", ""});

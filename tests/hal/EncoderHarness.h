@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -41,10 +42,16 @@ public:
 
     // Names handed out at each file-finish, in order; none left: no name.
     void setNextNames(std::vector<std::string> names);
+    // Pushes at most frames video frames (each logged as "pushedVideo"); later
+    // requests get nothing, so a recording stops at a known frame however
+    // late the test thread gets to stop it.
+    void setFrameLimit(size_t frames);
     // Runs inside the error callback (the service stops the encoder there).
     void onError(std::function<void()> action);
 
     std::vector<EncoderEvent> events();
+    // The events without the need-data requests.
+    std::vector<EncoderEvent> fileEvents();
     size_t count(const std::string &kind);
     // Waits until count(kind) >= n; false after the timeout.
     bool waitFor(const std::string &kind, size_t n,
@@ -70,6 +77,7 @@ private:
     std::vector<std::string> mNextNames;
     std::function<void()> mOnError;
     size_t mFramesPushed = 0;
+    size_t mFrameLimit = SIZE_MAX;
 };
 
 #endif  // DVR_TEST_ENCODER_HARNESS_H

@@ -21,8 +21,10 @@ class EncoderRecording : public SimulatorFixture {
 protected:
     // Records `files` complete files and three frames of the next, then stops.
     void recordFiles(EncoderHarness &harness, const RecordSettings_t &settings, size_t files) {
+        const size_t frames = files * settings.frameRate + 3;
+        harness.setFrameLimit(frames);
         ASSERT_EQ(0, harness.record(settings, dir.file("first" + extension(settings))));
-        ASSERT_TRUE(harness.waitFor("needVideo", files * settings.frameRate + 3));
+        ASSERT_TRUE(harness.waitFor("pushedVideo", frames));
         ASSERT_EQ(0, harness.stop());
     }
 
@@ -39,6 +41,30 @@ protected:
             }
         }
         return names;
+    }
+
+    // A 320x240 H.264 file at kFps with mono audio, starting with a key
+    // frame; a complete file holds kFps frames (one second).
+    static void expectRecording(const MediaProbe &probe, const std::string &name,
+                                const std::string &container, const std::string &audioCodec,
+                                int sampleRate, bool complete) {
+        ASSERT_TRUE(probe.opened) << name;
+        EXPECT_EQ(container, probe.container);
+        EXPECT_EQ("h264", probe.videoCodec);
+        EXPECT_EQ(320, probe.width);
+        EXPECT_EQ(240, probe.height);
+        EXPECT_DOUBLE_EQ(kFps, probe.frameRate);
+        EXPECT_TRUE(probe.hasAudio);
+        EXPECT_EQ(audioCodec, probe.audioCodec);
+        EXPECT_EQ(sampleRate, probe.sampleRate);
+        EXPECT_EQ(1, probe.channels);
+        EXPECT_GT(probe.audioPackets, 0);
+        ASSERT_FALSE(probe.keyFrames.empty());
+        EXPECT_TRUE(probe.keyFrames.front()) << name;
+        EXPECT_EQ(0, probe.decodeErrors);
+        if (complete) {
+            EXPECT_EQ(static_cast<size_t>(kFps), probe.videoPts.size()) << name;
+        }
     }
 
     static void expectConsecutive(const std::vector<int64_t> &numbers, int64_t first) {
@@ -64,23 +90,7 @@ TEST_F(EncoderRecording, AviFilesHoldH264AtTheSettingsSizeAndRateWithPcmAudio) {
     int64_t nextFrame = 0;
     for (size_t index = 0; index < names.size(); ++index) {
         const MediaProbe probe = MediaProbe::read(names[index]);
-        ASSERT_TRUE(probe.opened) << names[index];
-        EXPECT_EQ("avi", probe.container);
-        EXPECT_EQ("h264", probe.videoCodec);
-        EXPECT_EQ(320, probe.width);
-        EXPECT_EQ(240, probe.height);
-        EXPECT_DOUBLE_EQ(kFps, probe.frameRate);
-        EXPECT_TRUE(probe.hasAudio);
-        EXPECT_EQ("pcm_s16le", probe.audioCodec);
-        EXPECT_EQ(16000, probe.sampleRate);
-        EXPECT_EQ(1, probe.channels);
-        EXPECT_GT(probe.audioPackets, 0);
-        ASSERT_FALSE(probe.keyFrames.empty());
-        EXPECT_TRUE(probe.keyFrames.front()) << names[index];
-        EXPECT_EQ(0, probe.decodeErrors);
-        if (index < 2) {
-            EXPECT_EQ(static_cast<size_t>(kFps), probe.videoPts.size());  // complete file
-        }
+        expectRecording(probe, names[index], "avi", "pcm_s16le", 16000, index < 2);
         // AVI has no start offset: each file counts from 0, without gaps.
         expectConsecutive(probe.videoPts, 0);
         // The camera's frame numbers run on across files: none lost, none twice.
@@ -100,20 +110,8 @@ TEST_F(EncoderRecording, TsFilesHoldH264AndAacWithTimeStampsRunningOnAcrossFiles
     int64_t nextFrame = 0;
     for (size_t index = 0; index < names.size(); ++index) {
         const MediaProbe probe = MediaProbe::read(names[index]);
-        ASSERT_TRUE(probe.opened) << names[index];
-        EXPECT_EQ("mpegts", probe.container);
-        EXPECT_EQ("h264", probe.videoCodec);
-        EXPECT_EQ(320, probe.width);
-        EXPECT_EQ(240, probe.height);
-        EXPECT_DOUBLE_EQ(kFps, probe.frameRate);
-        EXPECT_TRUE(probe.hasAudio);
-        EXPECT_EQ("aac", probe.audioCodec);
-        EXPECT_EQ(48000, probe.sampleRate);
-        ASSERT_FALSE(probe.keyFrames.empty());
-        EXPECT_TRUE(probe.keyFrames.front());
-        if (index < 2) {
-            EXPECT_EQ(static_cast<size_t>(kFps), probe.videoPts.size());
-        }
+        expectRecording(probe, names[index], "mpegts", "aac", 48000, index < 2);
+        ASSERT_FALSE(probe.videoPts.empty());
         if (nextPts < 0) {
             nextPts = probe.videoPts.front();
         }
@@ -167,7 +165,7 @@ TEST_F(EncoderRecording, AnExistingFileIsNeverOverwritten) {
                                 dir.file("first.ts")));
     ASSERT_TRUE(harness.waitFor("start", 1));
     ASSERT_EQ(0, harness.stop());
-    EXPECT_EQ(dir.file("first_1.ts"), harness.events().front().file);
+    EXPECT_EQ(dir.file("first_1.ts"), harness.fileEvents().front().file);
     std::ifstream kept(dir.file("first.ts"));
     std::string content;
     std::getline(kept, content);
@@ -193,15 +191,17 @@ TEST_F(EncoderRecording, AFileStoppedEarlyIsPlayable) {
 
 TEST_F(EncoderRecording, CallbacksComeInOrderAndNoneAfterStopReturns) {
     EncoderHarness harness;
+    harness.setFrameLimit(kFps + 2);
     ASSERT_EQ(0, harness.record(EncoderHarness::settings(DVR_FILE_FORMAT_TS, kFps, 1, true),
                                 dir.file("order.ts")));
     EXPECT_EQ(1, harness.encoder()->isPlaying());
-    ASSERT_TRUE(harness.waitFor("fileFinish", 1));
+    ASSERT_TRUE(harness.waitFor("pushedVideo", kFps + 2));
     ASSERT_EQ(0, harness.stop());
     EXPECT_EQ(0, harness.encoder()->isPlaying());
-    const auto events = harness.events();
+    const size_t allEvents = harness.events().size();
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(events.size(), harness.events().size());
+    EXPECT_EQ(allEvents, harness.events().size());
+    const auto events = harness.fileEvents();
     ASSERT_GE(events.size(), 3u);
     EXPECT_EQ("start", events.front().kind);
     EXPECT_EQ(dir.file("order.ts"), events.front().file);
@@ -216,8 +216,11 @@ TEST_F(EncoderRecording, ASecondRecordingStartsAfterAStop) {
     ASSERT_EQ(0, harness.record(settings, dir.file("one.ts")));
     ASSERT_TRUE(harness.waitFor("needVideo", 3));
     ASSERT_EQ(0, harness.stop());
+    const size_t framesOfFirst = harness.count("needVideo");
     ASSERT_EQ(0, harness.record(settings, dir.file("two.ts")));
     ASSERT_TRUE(harness.waitFor("start", 2));
+    // A file needs frames to be readable: stop only once some have gone in.
+    ASSERT_TRUE(harness.waitFor("needVideo", framesOfFirst + 3));
     ASSERT_EQ(0, harness.stop());
     EXPECT_EQ(2u, harness.count("finish"));
     EXPECT_TRUE(MediaProbe::read(dir.file("two.ts")).opened);
@@ -248,4 +251,22 @@ TEST_F(EncoderRecording, OneShortFullHdRecording) {
     EXPECT_DOUBLE_EQ(30, probe.frameRate);
     EXPECT_EQ(30u, probe.videoPts.size());
     expectConsecutive(probe.frameNumbers, 0);
+}
+
+TEST_F(EncoderRecording, PaddedCameraLinesAndStereoAudio) {
+    DVRSimConfig config = DVRSimulatorControl::config();
+    config.cameras[0].stride = 384;
+    config.audioInputs[0].channels = 2;
+    config.encoder.audioChannels = 2;
+    DVRSimulatorControl::setConfig(config);
+    EncoderHarness harness;
+    harness.setNextNames({dir.file("second.ts")});
+    recordFiles(harness, EncoderHarness::settings(DVR_FILE_FORMAT_TS, kFps, 1, true, 32000), 1);
+    const MediaProbe probe = MediaProbe::read(dir.file("first.ts"));
+    ASSERT_TRUE(probe.opened);
+    EXPECT_EQ(320, probe.width);
+    EXPECT_EQ(2, probe.channels);
+    EXPECT_EQ(32000, probe.sampleRate);
+    expectConsecutive(probe.frameNumbers, 0);
+    EXPECT_EQ(static_cast<size_t>(kFps), probe.frameNumbers.size());
 }

@@ -99,13 +99,15 @@ const uint8_t *Parcel::consume(size_t len) const {
 }
 
 status_t Parcel::write(const void *data, size_t len) {
+    // Nothing to append; an empty parcel has no storage to point into yet.
+    if (len == 0) {
+        return OK;
+    }
     uint8_t *out = growFor(len);
-    if (out == nullptr || (data == nullptr && len != 0)) {
+    if (out == nullptr || data == nullptr) {
         return BAD_VALUE;
     }
-    if (len != 0) {
-        std::memcpy(out, data, len);
-    }
+    std::memcpy(out, data, len);
     return OK;
 }
 
@@ -466,10 +468,7 @@ status_t Parcel::readString16(std::unique_ptr<String16> *pArg) const {
     if (str == nullptr) {
         return BAD_VALUE;
     }
-    // Copy out: the data is only 4-byte aligned and may be freed with the parcel.
-    std::vector<char16_t> copy(len);
-    std::memcpy(copy.data(), str, len * sizeof(char16_t));
-    pArg->reset(new String16(copy.data(), len));
+    pArg->reset(new String16(str, len));
     return OK;
 }
 

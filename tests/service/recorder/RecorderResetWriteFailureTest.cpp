@@ -61,7 +61,7 @@ class RecorderResetWriteFailure : public RecorderFixture,
 
 }  // namespace
 
-TEST_P(RecorderResetWriteFailure, AbortsWithTheMessageOfTheFailedWrite) {
+TEST_P(RecorderResetWriteFailure, AbortsWithItsMessageAfterTheEarlierWritesReachedTheStore) {
     build();
     const FailedWrite &failed = GetParam();
     EXPECT_DEATH(
@@ -72,18 +72,6 @@ TEST_P(RecorderResetWriteFailure, AbortsWithTheMessageOfTheFailedWrite) {
         },
         std::string("\\[resetSettings:[0-9]+\\]  \\[100\\] ") + failed.message +
             ".*Assertion failed: ret == 0");
-}
-
-TEST_P(RecorderResetWriteFailure, WritesBeforeTheFailedOneReachTheStore) {
-    build();
-    const FailedWrite &failed = GetParam();
-    EXPECT_DEATH(
-        {
-            gWritesSeen = 0;
-            gFailingWrite = failed.index;
-            mRecorder->resetSettings();
-        },
-        "Fail to write");
     // The writes before the failed one are durable, the source list (always
     // the last) never happened.
     char text[5] = {};
