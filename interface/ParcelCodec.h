@@ -58,39 +58,31 @@ struct Value<T, std::enable_if_t<std::is_enum_v<T> || std::is_same_v<T, int32_t>
     }
 };
 
-template <>
-struct Value<bool> {
-    static status_t write(Parcel &parcel, bool value) { return parcel.writeInt32(value ? 1 : 0); }
-    static status_t read(const Parcel &parcel, bool *value) {
+// Narrow values travel as a word too, but a word outside their range is
+// malformed rather than a value for the service to judge.
+template <typename T, int32_t kMin, int32_t kMax>
+struct NarrowValue {
+    static status_t write(Parcel &parcel, T value) {
+        return parcel.writeInt32(static_cast<int32_t>(value));
+    }
+    static status_t read(const Parcel &parcel, T *value) {
         int32_t word = 0;
         const status_t status = parcel.readInt32(&word);
         if (status != OK) {
             return status;
         }
-        if (word != 0 && word != 1) {
+        if (word < kMin || word > kMax) {
             return BAD_VALUE;
         }
-        *value = word == 1;
+        *value = static_cast<T>(word);
         return OK;
     }
 };
 
 template <>
-struct Value<uint8_t> {
-    static status_t write(Parcel &parcel, uint8_t value) { return parcel.writeInt32(value); }
-    static status_t read(const Parcel &parcel, uint8_t *value) {
-        int32_t word = 0;
-        const status_t status = parcel.readInt32(&word);
-        if (status != OK) {
-            return status;
-        }
-        if (word < 0 || word > UINT8_MAX) {
-            return BAD_VALUE;
-        }
-        *value = static_cast<uint8_t>(word);
-        return OK;
-    }
-};
+struct Value<bool> : NarrowValue<bool, 0, 1> {};
+template <>
+struct Value<uint8_t> : NarrowValue<uint8_t, 0, UINT8_MAX> {};
 
 template <>
 struct Value<uint64_t> {

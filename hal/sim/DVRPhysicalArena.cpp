@@ -1,6 +1,8 @@
 #include "DVRPhysicalArena.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,6 +25,8 @@ struct ArenaHeader {
     uint32_t base;
     uint64_t size;
 };
+
+constexpr char kDefaultPrefix[] = "dvr-hal-arena-";
 
 size_t roundUpToPage(size_t size) {
     return (size + DVRPhysicalArena::kPageSize - 1) / DVRPhysicalArena::kPageSize *
@@ -100,14 +104,36 @@ std::unique_ptr<DVRPhysicalArena> DVRPhysicalArena::attach(const std::string &pa
         path, static_cast<uint8_t *>(map), static_cast<size_t>(header.size), header.base, false));
 }
 
-std::string DVRPhysicalArena::defaultPath() {
-    std::string directory = "/dev/shm";
+std::string DVRPhysicalArena::defaultDirectory() {
     struct stat info {};
-    if (stat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
-        const char *tmp = getenv("TMPDIR");
-        directory = tmp != nullptr && tmp[0] != '\0' ? tmp : "/tmp";
+    if (stat("/dev/shm", &info) == 0 && S_ISDIR(info.st_mode)) {
+        return "/dev/shm";
     }
-    return directory + "/dvr-hal-arena-" + std::to_string(getpid());
+    const char *tmp = getenv("TMPDIR");
+    return tmp != nullptr && tmp[0] != '\0' ? tmp : "/tmp";
+}
+
+std::string DVRPhysicalArena::defaultPath() {
+    return defaultDirectory() + "/" + kDefaultPrefix + std::to_string(getpid());
+}
+
+void DVRPhysicalArena::removeStale(const std::string &directory) {
+    DIR *listing = opendir(directory.c_str());
+    if (listing == nullptr) {
+        return;
+    }
+    const size_t prefixLength = std::strlen(kDefaultPrefix);
+    while (const dirent *entry = readdir(listing)) {
+        if (std::strncmp(entry->d_name, kDefaultPrefix, prefixLength) != 0) {
+            continue;
+        }
+        char *end = nullptr;
+        const long pid = std::strtol(entry->d_name + prefixLength, &end, 10);
+        if (pid > 0 && *end == '\0' && kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) {
+            unlink((directory + "/" + entry->d_name).c_str());
+        }
+    }
+    closedir(listing);
 }
 
 DVRPhysicalArena::DVRPhysicalArena(std::string path, uint8_t *map, size_t size, uint32_t base,

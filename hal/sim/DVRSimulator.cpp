@@ -85,6 +85,9 @@ void DVRSimulator::setConfig(const DVRSimConfig &config) {
 DVRPhysicalArena *DVRSimulator::arena() {
     std::lock_guard<std::mutex> lock(mLock);
     if (mArena == nullptr && !mArenaFailed) {
+        if (mConfig.arenaPath.empty()) {
+            DVRPhysicalArena::removeStale(DVRPhysicalArena::defaultDirectory());
+        }
         const std::string path =
             mConfig.arenaPath.empty() ? DVRPhysicalArena::defaultPath() : mConfig.arenaPath;
         std::string error;

@@ -7,8 +7,8 @@
 //
 // Every call is synchronous and returns the client's status. cbkId is the
 // integer given when subscribing, index the recorder the call concerns. If the
-// client cannot be reached, the proxy returns the transport's error (non-zero)
-// and leaves buffers untouched.
+// client cannot be reached, a notification returns -1 and a query the
+// transport's error, leaving its buffer untouched.
 #ifndef DVR_IDVR_CALLBACK_H
 #define DVR_IDVR_CALLBACK_H
 

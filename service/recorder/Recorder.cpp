@@ -193,6 +193,8 @@ int create_default_path(char *ret_path, int capacity) {
     return 0;
 }
 
+// A stray id is the one event a recorder that does not record yet must
+// guard against; handing the events on belongs to the recording itself.
 void OnRecordStartCallback(int id, const char * /*file*/) {
     Recorder *pRec = _get_recorder_from_list(id);
     DVR_ASSERT(pRec != NULL);

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <thread>
+#include <utility>
 
 #include "DVRCameraDeviceFactory.h"
 #include "DVRTestPattern.h"
@@ -19,10 +21,41 @@ protected:
             DVRCameraDeviceFactory::getFactory()->createDevice(index));
     }
 
-    // Frame number read back from the frame's own pixels.
-    static int64_t frameNumber(void *const frameVA[2]) {
-        return DVRTestPattern::readFrameNumber(static_cast<const uint8_t *>(frameVA[0]), 320, 240,
-                                               320);
+    struct Frame {
+        void *va[2] = {nullptr, nullptr};
+        uint32_t pa[2] = {0, 0};
+        uint64_t stamp = 0;
+
+        int grab(DVRCameraDevice &camera) { return camera.getVideoFrame(va, pa, &stamp); }
+        // Frame number read back from the frame's own pixels.
+        int64_t number() const {
+            return DVRTestPattern::readFrameNumber(static_cast<const uint8_t *>(va[0]), 320, 240,
+                                                   320);
+        }
+    };
+
+    std::unique_ptr<DVRCameraDevice> started(int index) {
+        auto camera = create(index);
+        camera->start();
+        return camera;
+    }
+
+    // A 1 fps camera whose second frame is awaited on another thread until
+    // release() lets it go; returns that call's result and frame number.
+    std::pair<int, int64_t> releaseWaitingReader(
+        const std::function<void(DVRCameraDevice &)> &release) {
+        setPacing(DVRSimPacing::RealTime, 1);
+        auto camera = started(0);
+        Frame frame;
+        EXPECT_EQ(0, frame.grab(*camera));  // frame 0 is due at once
+        int result = -100;
+        std::thread reader([&] { result = frame.grab(*camera); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        const auto released = std::chrono::steady_clock::now();
+        release(*camera);
+        reader.join();
+        EXPECT_LT(std::chrono::steady_clock::now() - released, std::chrono::milliseconds(900));
+        return {result, result == 0 ? frame.number() : -1};
     }
 
     void setPacing(DVRSimPacing pacing, int frameRate) {
@@ -86,60 +119,49 @@ TEST_F(CameraDevice, DuplicateIdsAreServedAsConfigured) {
 
 TEST_F(CameraDevice, NoFrameBeforeStartOrAfterStop) {
     auto camera = create(0);
-    void *va[2] = {nullptr, nullptr};
-    uint32_t pa[2] = {0, 0};
-    uint64_t stamp = 0;
-    EXPECT_EQ(-1, camera->getVideoFrame(va, pa, &stamp));
+    Frame frame;
+    EXPECT_EQ(-1, frame.grab(*camera));
     camera->start();
-    EXPECT_EQ(0, camera->getVideoFrame(va, pa, &stamp));
+    EXPECT_EQ(0, frame.grab(*camera));
     camera->stop();
-    EXPECT_EQ(-1, camera->getVideoFrame(va, pa, &stamp));
+    EXPECT_EQ(-1, frame.grab(*camera));
 }
 
 TEST_F(CameraDevice, FramesAreNv12InTheArenaWithTheirNumberDrawnIn) {
-    auto camera = create(0);
-    camera->start();
-    void *va[2] = {nullptr, nullptr};
-    uint32_t pa[2] = {0, 0};
-    uint64_t stamp = 0;
+    auto camera = started(0);
+    Frame frame;
     for (int64_t expected = 0; expected < 5; ++expected) {
-        ASSERT_EQ(0, camera->getVideoFrame(va, pa, &stamp));
-        ASSERT_NE(nullptr, va[0]);
-        EXPECT_EQ(static_cast<uint8_t *>(va[0]) + 320 * 240, va[1]);
-        EXPECT_EQ(pa[0] + 320 * 240, pa[1]);
-        EXPECT_EQ(va[0], DVRSimulatorControl::arena()->translate(pa[0], 320 * 240));
-        EXPECT_EQ(va[1], DVRSimulatorControl::arena()->translate(pa[1], 320 * 120));
-        EXPECT_EQ(expected, frameNumber(va));
+        ASSERT_EQ(0, frame.grab(*camera));
+        ASSERT_NE(nullptr, frame.va[0]);
+        EXPECT_EQ(static_cast<uint8_t *>(frame.va[0]) + 320 * 240, frame.va[1]);
+        EXPECT_EQ(frame.pa[0] + 320 * 240, frame.pa[1]);
+        EXPECT_EQ(frame.va[0], DVRSimulatorControl::arena()->translate(frame.pa[0], 320 * 240));
+        EXPECT_EQ(frame.va[1], DVRSimulatorControl::arena()->translate(frame.pa[1], 320 * 120));
+        EXPECT_EQ(expected, frame.number());
     }
 }
 
 TEST_F(CameraDevice, AFrameStaysIntactWhileTheNextTwoAreCaptured) {
-    auto camera = create(0);
-    camera->start();
-    void *first[2] = {nullptr, nullptr};
-    void *later[2] = {nullptr, nullptr};
-    uint32_t pa[2] = {0, 0};
-    uint32_t firstPA = 0;
-    uint64_t stamp = 0;
-    ASSERT_EQ(0, camera->getVideoFrame(first, pa, &stamp));
-    firstPA = pa[0];
-    ASSERT_EQ(0, camera->getVideoFrame(later, pa, &stamp));
-    EXPECT_NE(firstPA, pa[0]);
-    ASSERT_EQ(0, camera->getVideoFrame(later, pa, &stamp));
-    EXPECT_NE(firstPA, pa[0]);
-    EXPECT_EQ(0, frameNumber(first));
+    auto camera = started(0);
+    Frame first;
+    Frame later;
+    ASSERT_EQ(0, first.grab(*camera));
+    ASSERT_EQ(0, later.grab(*camera));
+    EXPECT_NE(first.pa[0], later.pa[0]);
+    ASSERT_EQ(0, later.grab(*camera));
+    EXPECT_NE(first.pa[0], later.pa[0]);
+    EXPECT_EQ(0, first.number());
 }
 
 TEST_F(CameraDevice, RealTimePacingDeliversOneFramePerPeriod) {
     setPacing(DVRSimPacing::RealTime, 100);
-    auto camera = create(0);
-    camera->start();
-    void *va[2] = {nullptr, nullptr};
-    uint32_t pa[2] = {0, 0};
+    auto camera = started(0);
+    Frame frame;
     uint64_t stamps[6] = {};
     const auto begin = std::chrono::steady_clock::now();
     for (uint64_t &stamp : stamps) {
-        ASSERT_EQ(0, camera->getVideoFrame(va, pa, &stamp));
+        ASSERT_EQ(0, frame.grab(*camera));
+        stamp = frame.stamp;
     }
     EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(50));
     for (int index = 1; index < 6; ++index) {
@@ -151,64 +173,35 @@ TEST_F(CameraDevice, RealTimePacingDeliversOneFramePerPeriod) {
 
 TEST_F(CameraDevice, FastPacingReturnsAtOnce) {
     setPacing(DVRSimPacing::Fast, 1);
-    auto camera = create(0);
-    camera->start();
-    void *va[2] = {nullptr, nullptr};
-    uint32_t pa[2] = {0, 0};
-    uint64_t stamp = 0;
+    auto camera = started(0);
+    Frame frame;
     const auto begin = std::chrono::steady_clock::now();
     for (int index = 0; index < 3; ++index) {
-        ASSERT_EQ(0, camera->getVideoFrame(va, pa, &stamp));
+        ASSERT_EQ(0, frame.grab(*camera));
     }
     // Three frames at 1 fps would take two seconds in real time.
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1500));
 }
 
 TEST_F(CameraDevice, PrepareStopReleasesAWaitingCallerWithAFrame) {
-    setPacing(DVRSimPacing::RealTime, 1);
-    auto camera = create(0);
-    camera->start();
-    void *va[2] = {nullptr, nullptr};
-    uint32_t pa[2] = {0, 0};
-    uint64_t stamp = 0;
-    ASSERT_EQ(0, camera->getVideoFrame(va, pa, &stamp));  // frame 0 is due at once
-    int result = -100;
-    std::thread reader([&] { result = camera->getVideoFrame(va, pa, &stamp); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    const auto released = std::chrono::steady_clock::now();
-    camera->prepareStop();
-    reader.join();
-    EXPECT_LT(std::chrono::steady_clock::now() - released, std::chrono::milliseconds(900));
-    EXPECT_EQ(0, result);
-    EXPECT_EQ(1, frameNumber(va));
+    const auto released =
+        releaseWaitingReader([](DVRCameraDevice &camera) { camera.prepareStop(); });
+    EXPECT_EQ(0, released.first);
+    EXPECT_EQ(1, released.second);
 }
 
 TEST_F(CameraDevice, StopReleasesAWaitingCallerWithAnError) {
-    setPacing(DVRSimPacing::RealTime, 1);
-    auto camera = create(0);
-    camera->start();
-    void *va[2] = {nullptr, nullptr};
-    uint32_t pa[2] = {0, 0};
-    uint64_t stamp = 0;
-    ASSERT_EQ(0, camera->getVideoFrame(va, pa, &stamp));
-    int result = -100;
-    std::thread reader([&] { result = camera->getVideoFrame(va, pa, &stamp); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    camera->stop();
-    reader.join();
-    EXPECT_EQ(-1, result);
+    const auto released = releaseWaitingReader([](DVRCameraDevice &camera) { camera.stop(); });
+    EXPECT_EQ(-1, released.first);
 }
 
 TEST_F(CameraDevice, SuspendedCameraDeliversNothingUntilResumed) {
-    auto camera = create(0);
-    camera->start();
-    void *va[2] = {nullptr, nullptr};
-    uint32_t pa[2] = {0, 0};
-    uint64_t stamp = 0;
+    auto camera = started(0);
+    Frame frame;
     EXPECT_EQ(0, camera->suspend());
-    EXPECT_EQ(-1, camera->getVideoFrame(va, pa, &stamp));
+    EXPECT_EQ(-1, frame.grab(*camera));
     EXPECT_EQ(0, camera->resume());
-    EXPECT_EQ(0, camera->getVideoFrame(va, pa, &stamp));
+    EXPECT_EQ(0, frame.grab(*camera));
 }
 
 TEST_F(CameraDevice, ForcedSuspendAndResumeResultsIncludingRecoverable) {
@@ -227,31 +220,26 @@ TEST_F(CameraDevice, ForcedSuspendAndResumeResultsIncludingRecoverable) {
 }
 
 TEST_F(CameraDevice, InjectedFrameFailuresComeNTimesThenFramesAgain) {
-    auto camera = create(0);
-    camera->start();
-    void *va[2] = {nullptr, nullptr};
-    uint32_t pa[2] = {0, 0};
-    uint64_t stamp = 0;
+    auto camera = started(0);
+    Frame frame;
     DVRSimulatorControl::failVideoFrames(10, 2, -5);
-    EXPECT_EQ(-5, camera->getVideoFrame(va, pa, &stamp));
-    EXPECT_EQ(-5, camera->getVideoFrame(va, pa, &stamp));
-    EXPECT_EQ(0, camera->getVideoFrame(va, pa, &stamp));
-    EXPECT_NE(nullptr, va[0]);
-    EXPECT_EQ(0, frameNumber(va));
+    EXPECT_EQ(-5, frame.grab(*camera));
+    EXPECT_EQ(-5, frame.grab(*camera));
+    EXPECT_EQ(0, frame.grab(*camera));
+    EXPECT_NE(nullptr, frame.va[0]);
+    EXPECT_EQ(0, frame.number());
 }
 
 TEST_F(CameraDevice, InjectedNothingReturnsSuccessWithoutAFrame) {
-    auto camera = create(0);
-    camera->start();
-    void *va[2] = {nullptr, nullptr};
-    uint32_t pa[2] = {1, 1};
-    uint64_t stamp = 0;
+    auto camera = started(0);
+    Frame frame;
+    frame.pa[0] = frame.pa[1] = 1;
     DVRSimulatorControl::failVideoFrames(10, 1, 0);
-    EXPECT_EQ(0, camera->getVideoFrame(va, pa, &stamp));
-    EXPECT_EQ(nullptr, va[0]);
-    EXPECT_EQ(0u, pa[0]);
-    EXPECT_EQ(0, camera->getVideoFrame(va, pa, &stamp));
-    EXPECT_NE(nullptr, va[0]);
+    EXPECT_EQ(0, frame.grab(*camera));
+    EXPECT_EQ(nullptr, frame.va[0]);
+    EXPECT_EQ(0u, frame.pa[0]);
+    EXPECT_EQ(0, frame.grab(*camera));
+    EXPECT_NE(nullptr, frame.va[0]);
 }
 
 TEST_F(CameraDevice, CameraSourcesAreRecordedAndABadCountIsRefused) {

@@ -23,7 +23,19 @@ Function slot(const void *object, int index) {
     return reinterpret_cast<Function>(const_cast<void *>(table[index]));
 }
 
-class ProbeEncoder : public DVREncoderHAL {
+// Remembers which operation ran.
+class CallLog {
+public:
+    std::vector<std::string> calls;
+
+protected:
+    int note(const char *name) {
+        calls.push_back(name);
+        return 0;
+    }
+};
+
+class ProbeEncoder : public DVREncoderHAL, public CallLog {
 public:
     ProbeEncoder() : DVREncoderHAL(4242) {}
     int configure(RecordSettings_t *, const DVRCameraCaps_t &) override {
@@ -43,17 +55,9 @@ public:
     }
     int suspend() override { return note("suspend"); }
     int resume() override { return note("resume"); }
-
-    std::vector<std::string> calls;
-
-private:
-    int note(const char *name) {
-        calls.push_back(name);
-        return 0;
-    }
 };
 
-class ProbeCamera : public DVRCameraDevice {
+class ProbeCamera : public DVRCameraDevice, public CallLog {
 public:
     ProbeCamera()
         : DVRCameraDevice(7, DVRCameraCaps_t{30, 64, 48, 64, 1}, QV_DVR_DEVICE_TYPE_USB) {}
@@ -63,17 +67,9 @@ public:
     int prepareStop() override { return note("prepareStop"); }
     int suspend() override { return note("suspend"); }
     int resume() override { return note("resume"); }
-
-    std::vector<std::string> calls;
-
-private:
-    int note(const char *name) {
-        calls.push_back(name);
-        return 0;
-    }
 };
 
-class ProbeAudio : public DVRAudioDevice {
+class ProbeAudio : public DVRAudioDevice, public CallLog {
 public:
     ProbeAudio() : DVRAudioDevice(9, DVRAudioCaps_t{1, 16}) {}
     int getAudioData(int, void **, int *, uint64_t *) override { return note("getAudioData"); }
@@ -91,14 +87,6 @@ public:
     std::set<unsigned int> getSupportedSamplingRates() override {
         note("getSupportedSamplingRates");
         return {};
-    }
-
-    std::vector<std::string> calls;
-
-private:
-    int note(const char *name) {
-        calls.push_back(name);
-        return 0;
     }
 };
 

@@ -33,9 +33,11 @@ EncoderHarness::EncoderHarness(int index) {
 
 EncoderHarness::~EncoderHarness() {
     if (mEncoder != nullptr) {
+        // A recording still running ends with callbacks into this harness.
+        const int id = mEncoder->mId;
         DVREncoderFactory::getFactory()->releaseEncoder(mEncoder);
         std::lock_guard<std::mutex> lock(gHarnessLock);
-        gHarnesses.erase(mEncoder->mId);
+        gHarnesses.erase(id);
     }
     DVREncoderFactory::getFactory()->releaseFactory();
 }

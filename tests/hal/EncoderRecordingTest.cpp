@@ -41,6 +41,30 @@ protected:
         return names;
     }
 
+    // A 320x240 H.264 file at kFps with mono audio, starting with a key
+    // frame; a complete file holds kFps frames (one second).
+    static void expectRecording(const MediaProbe &probe, const std::string &name,
+                                const std::string &container, const std::string &audioCodec,
+                                int sampleRate, bool complete) {
+        ASSERT_TRUE(probe.opened) << name;
+        EXPECT_EQ(container, probe.container);
+        EXPECT_EQ("h264", probe.videoCodec);
+        EXPECT_EQ(320, probe.width);
+        EXPECT_EQ(240, probe.height);
+        EXPECT_DOUBLE_EQ(kFps, probe.frameRate);
+        EXPECT_TRUE(probe.hasAudio);
+        EXPECT_EQ(audioCodec, probe.audioCodec);
+        EXPECT_EQ(sampleRate, probe.sampleRate);
+        EXPECT_EQ(1, probe.channels);
+        EXPECT_GT(probe.audioPackets, 0);
+        ASSERT_FALSE(probe.keyFrames.empty());
+        EXPECT_TRUE(probe.keyFrames.front()) << name;
+        EXPECT_EQ(0, probe.decodeErrors);
+        if (complete) {
+            EXPECT_EQ(static_cast<size_t>(kFps), probe.videoPts.size()) << name;
+        }
+    }
+
     static void expectConsecutive(const std::vector<int64_t> &numbers, int64_t first) {
         for (size_t index = 0; index < numbers.size(); ++index) {
             EXPECT_EQ(first + static_cast<int64_t>(index), numbers[index]) << "frame " << index;
@@ -64,23 +88,7 @@ TEST_F(EncoderRecording, AviFilesHoldH264AtTheSettingsSizeAndRateWithPcmAudio) {
     int64_t nextFrame = 0;
     for (size_t index = 0; index < names.size(); ++index) {
         const MediaProbe probe = MediaProbe::read(names[index]);
-        ASSERT_TRUE(probe.opened) << names[index];
-        EXPECT_EQ("avi", probe.container);
-        EXPECT_EQ("h264", probe.videoCodec);
-        EXPECT_EQ(320, probe.width);
-        EXPECT_EQ(240, probe.height);
-        EXPECT_DOUBLE_EQ(kFps, probe.frameRate);
-        EXPECT_TRUE(probe.hasAudio);
-        EXPECT_EQ("pcm_s16le", probe.audioCodec);
-        EXPECT_EQ(16000, probe.sampleRate);
-        EXPECT_EQ(1, probe.channels);
-        EXPECT_GT(probe.audioPackets, 0);
-        ASSERT_FALSE(probe.keyFrames.empty());
-        EXPECT_TRUE(probe.keyFrames.front()) << names[index];
-        EXPECT_EQ(0, probe.decodeErrors);
-        if (index < 2) {
-            EXPECT_EQ(static_cast<size_t>(kFps), probe.videoPts.size());  // complete file
-        }
+        expectRecording(probe, names[index], "avi", "pcm_s16le", 16000, index < 2);
         // AVI has no start offset: each file counts from 0, without gaps.
         expectConsecutive(probe.videoPts, 0);
         // The camera's frame numbers run on across files: none lost, none twice.
@@ -100,20 +108,8 @@ TEST_F(EncoderRecording, TsFilesHoldH264AndAacWithTimeStampsRunningOnAcrossFiles
     int64_t nextFrame = 0;
     for (size_t index = 0; index < names.size(); ++index) {
         const MediaProbe probe = MediaProbe::read(names[index]);
-        ASSERT_TRUE(probe.opened) << names[index];
-        EXPECT_EQ("mpegts", probe.container);
-        EXPECT_EQ("h264", probe.videoCodec);
-        EXPECT_EQ(320, probe.width);
-        EXPECT_EQ(240, probe.height);
-        EXPECT_DOUBLE_EQ(kFps, probe.frameRate);
-        EXPECT_TRUE(probe.hasAudio);
-        EXPECT_EQ("aac", probe.audioCodec);
-        EXPECT_EQ(48000, probe.sampleRate);
-        ASSERT_FALSE(probe.keyFrames.empty());
-        EXPECT_TRUE(probe.keyFrames.front());
-        if (index < 2) {
-            EXPECT_EQ(static_cast<size_t>(kFps), probe.videoPts.size());
-        }
+        expectRecording(probe, names[index], "mpegts", "aac", 48000, index < 2);
+        ASSERT_FALSE(probe.videoPts.empty());
         if (nextPts < 0) {
             nextPts = probe.videoPts.front();
         }
@@ -248,4 +244,22 @@ TEST_F(EncoderRecording, OneShortFullHdRecording) {
     EXPECT_DOUBLE_EQ(30, probe.frameRate);
     EXPECT_EQ(30u, probe.videoPts.size());
     expectConsecutive(probe.frameNumbers, 0);
+}
+
+TEST_F(EncoderRecording, PaddedCameraLinesAndStereoAudio) {
+    DVRSimConfig config = DVRSimulatorControl::config();
+    config.cameras[0].stride = 384;
+    config.audioInputs[0].channels = 2;
+    config.encoder.audioChannels = 2;
+    DVRSimulatorControl::setConfig(config);
+    EncoderHarness harness;
+    harness.setNextNames({dir.file("second.ts")});
+    recordFiles(harness, EncoderHarness::settings(DVR_FILE_FORMAT_TS, kFps, 1, true, 32000), 1);
+    const MediaProbe probe = MediaProbe::read(dir.file("first.ts"));
+    ASSERT_TRUE(probe.opened);
+    EXPECT_EQ(320, probe.width);
+    EXPECT_EQ(2, probe.channels);
+    EXPECT_EQ(32000, probe.sampleRate);
+    expectConsecutive(probe.frameNumbers, 0);
+    EXPECT_EQ(static_cast<size_t>(kFps), probe.frameNumbers.size());
 }

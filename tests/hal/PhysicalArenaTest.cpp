@@ -114,3 +114,20 @@ TEST(PhysicalArena, TheCreatorRemovesItsFile) {
     }
     EXPECT_NE(0, access(dir.file("arena").c_str(), F_OK));
 }
+
+TEST(PhysicalArena, StaleDefaultArenasOfDeadProcessesAreRemoved) {
+    dvrtest::TempDir dir;
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        _exit(0);
+    }
+    ASSERT_EQ(child, waitpid(child, nullptr, 0));
+    const std::string dead = dir.write("dvr-hal-arena-" + std::to_string(child), "x");
+    const std::string alive = dir.write("dvr-hal-arena-" + std::to_string(getpid()), "x");
+    const std::string other = dir.write("dvr-hal-arena-notes", "x");
+    DVRPhysicalArena::removeStale(dir.path());
+    EXPECT_NE(0, access(dead.c_str(), F_OK));
+    EXPECT_EQ(0, access(alive.c_str(), F_OK));
+    EXPECT_EQ(0, access(other.c_str(), F_OK));
+}

@@ -42,8 +42,13 @@ public:
     // Maps an arena made by another process, read-only. Null with *error set
     // when the file is missing or not an arena.
     static std::unique_ptr<DVRPhysicalArena> attach(const std::string &path, std::string *error);
-    // A per-process default location: /dev/shm when present, else $TMPDIR or /tmp.
+    // /dev/shm when present, else $TMPDIR or /tmp.
+    static std::string defaultDirectory();
+    // The per-process default: defaultDirectory()/dvr-hal-arena-<pid>.
     static std::string defaultPath();
+    // Removes the default-named arenas in directory whose processes no longer
+    // run (they crashed or were killed before removing their file).
+    static void removeStale(const std::string &directory);
 
     ~DVRPhysicalArena();
     DVRPhysicalArena(const DVRPhysicalArena &) = delete;

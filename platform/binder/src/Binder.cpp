@@ -7,8 +7,9 @@ BBinder::BBinder() = default;
 BBinder::~BBinder() = default;
 
 const String16 &BBinder::getInterfaceDescriptor() const {
-    static const String16 kNoDescriptor;
-    return kNoDescriptor;
+    // Never destroyed: pool threads may ask while the process exits.
+    static const String16 *const kNoDescriptor = new String16();
+    return *kNoDescriptor;
 }
 
 bool BBinder::isBinderAlive() const {

@@ -168,7 +168,7 @@ status_t Connection::waitForReply(PendingCall *call) {
             std::shared_ptr<Incoming> nested = std::move(call->nested.front());
             call->nested.pop_front();
             lock.unlock();
-            execute(std::move(nested));
+            execute(std::move(nested), false);
             lock.lock();
         } else if (call->done) {
             break;
@@ -182,11 +182,11 @@ status_t Connection::waitForReply(PendingCall *call) {
             const ssize_t received = receive(true, &message);
             std::shared_ptr<Incoming> work = finishRead(received, message);
             if (work != nullptr && work->refusal != OK) {
-                sendReply(work->id, work->refusal, Parcel());
+                execute(work, false);
             } else if (work != nullptr) {
                 // Not ours to run: this thread is busy waiting.
                 std::shared_ptr<Connection> self = shared_from_this();
-                pool().post([self, work] { self->execute(work); });
+                pool().post([self, work] { self->execute(work, false); });
             }
             work.reset();
             lock.lock();
@@ -209,12 +209,52 @@ void Connection::onReadable() {
         }
         mReading = true;
     }
-    const uint8_t *message = nullptr;
-    const ssize_t received = receive(false, &message);
-    std::shared_ptr<Incoming> work = finishRead(received, message);
-    if (work != nullptr) {
-        execute(std::move(work));
+    bool holding = true;
+    while (holding) {
+        const uint8_t *message = nullptr;
+        const ssize_t received = receive(false, &message);
+        std::shared_ptr<Incoming> work = finishRead(received, message);
+        holding = work != nullptr && execute(std::move(work), true) && waitForNextMessage();
     }
+}
+
+// A pool thread that served the peer keeps its socket for a moment: the
+// peer's next message then wakes this thread directly, warm and on the
+// peer's CPU, instead of the pool thread that waited longest in epoll. That
+// keeps a call's round trip close to a plain socket's. Only while another
+// pool thread is idle, so other connections never wait for this one. Taken
+// before the reply goes out, so the next call cannot slip past to the pool.
+bool Connection::takeSocketToLinger() {
+    if (!pool().hasIdleThread()) {
+        return false;
+    }
+    std::lock_guard<std::mutex> lock(mLock);
+    if (mDead || mReading || mWaiters > 0) {
+        return false;
+    }
+    mReading = true;
+    if (mArmed) {
+        mArmed = false;
+        pool().disarm(mPoolId, mFd);
+    }
+    return true;
+}
+
+// With the socket taken: true once a message is there to read; otherwise
+// gives the socket back to the pool.
+bool Connection::waitForNextMessage() {
+    pollfd readable{mFd, POLLIN, 0};
+    int ready;
+    do {
+        ready = poll(&readable, 1, kLingerMs);
+    } while (ready < 0 && errno == EINTR);
+    if (ready > 0) {
+        return true;
+    }
+    std::lock_guard<std::mutex> lock(mLock);
+    mReading = false;
+    handOffReadingLocked();
+    return false;
 }
 
 ssize_t Connection::receive(bool block, const uint8_t **message) {
@@ -270,7 +310,7 @@ void Connection::handOffReadingLocked() {
     }
     if (mWaiters > 0) {
         mCondition.notify_all();
-    } else if (!mArmed) {
+    } else if (!mArmed && mStalledSenders == 0) {
         mArmed = true;
         pool().rearm(mPoolId, mFd);
     }
@@ -507,7 +547,12 @@ status_t Connection::encodeLocked(WireHeader header, const Parcel &data,
     return OK;
 }
 
-void Connection::execute(std::shared_ptr<Incoming> call) {
+bool Connection::execute(std::shared_ptr<Incoming> call, bool mayLinger) {
+    if (call->refusal != OK) {
+        const bool holding = mayLinger && takeSocketToLinger();
+        sendReply(call->id, call->refusal, Parcel());
+        return holding;
+    }
     while (call != nullptr) {
         const bool oneWay = call->flags != 0;
         IPCThreadState *thread = IPCThreadState::self();
@@ -517,8 +562,9 @@ void Connection::execute(std::shared_ptr<Incoming> call) {
             call->target->transact(call->code, call->data, oneWay ? nullptr : &reply, call->flags);
         thread->popIncomingCall();
         if (!oneWay) {
+            const bool holding = mayLinger && takeSocketToLinger();
             sendReply(call->id, status, reply);
-            return;
+            return holding;
         }
         const uint64_t handle = call->handle;
         // Dropped outside the lock: the call holds binders and arguments.
@@ -536,6 +582,7 @@ void Connection::execute(std::shared_ptr<Incoming> call) {
         }
         call = std::move(next);
     }
+    return mayLinger && takeSocketToLinger();
 }
 
 void Connection::sendReply(uint64_t id, status_t status, const Parcel &reply) {
@@ -577,17 +624,33 @@ status_t Connection::send(const std::vector<uint8_t> &message) {
             continue;
         }
         if (sent < 0 && errno == EAGAIN) {
-            pollfd writable{mFd, POLLOUT, 0};
-            const int ready = poll(&writable, 1, kSendTimeoutMs);
-            if (ready != 0) {
-                continue;
+            if (!waitUntilWritable()) {
+                closeWithError("peer stopped reading");
+                return DEAD_OBJECT;
             }
-            closeWithError("peer stopped reading");
-            return DEAD_OBJECT;
+            continue;
         }
         closeWithError(nullptr);
         return DEAD_OBJECT;
     }
+}
+
+// While the peer does not take its messages, the pool takes no new calls
+// from it either, so one such peer ties up one thread, not the whole pool.
+bool Connection::waitUntilWritable() {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        ++mStalledSenders;
+    }
+    pollfd writable{mFd, POLLOUT, 0};
+    int ready;
+    do {
+        ready = poll(&writable, 1, kSendTimeoutMs);
+    } while (ready < 0 && errno == EINTR);
+    std::lock_guard<std::mutex> lock(mLock);
+    --mStalledSenders;
+    handOffReadingLocked();
+    return ready > 0;
 }
 
 void Connection::closeWithError(const char *problem) {

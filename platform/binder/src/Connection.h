@@ -51,6 +51,9 @@ public:
     // One-way calls waiting for an earlier one to the same object; more means
     // the peer floods, and the connection is closed.
     static constexpr size_t kMaxQueuedOneWayCalls = 1024;
+    // How long a pool thread that just served the peer waits for its next
+    // message before going back to the pool.
+    static constexpr int kLingerMs = 2;
 
 private:
     struct Incoming {
@@ -92,6 +95,8 @@ private:
 
     status_t waitForReply(PendingCall *call);
     ssize_t receive(bool block, const uint8_t **message);
+    bool takeSocketToLinger();
+    bool waitForNextMessage();
     std::shared_ptr<Incoming> finishRead(ssize_t received, const uint8_t *message);
     std::shared_ptr<Incoming> dispatchLocked(const uint8_t *message, size_t size, Garbage *garbage);
     const char *validate(const uint8_t *message, size_t size, WireHeader *header) const;
@@ -102,9 +107,13 @@ private:
     void releaseLocked(uint64_t handle, uint64_t count, Garbage *garbage);
     status_t encodeLocked(WireHeader header, const Parcel &data, std::vector<uint8_t> *message);
     void handOffReadingLocked();
-    void execute(std::shared_ptr<Incoming> call);
+    // Runs an incoming call (and the one-way calls queued behind it) on the
+    // calling thread. With `mayLinger`, returns whether the thread took the
+    // socket to wait for the peer's next message (see takeSocketToLinger).
+    bool execute(std::shared_ptr<Incoming> call, bool mayLinger);
     void sendReply(uint64_t id, status_t status, const Parcel &reply);
     status_t send(const std::vector<uint8_t> &message);
+    bool waitUntilWritable();
     void closeWithError(const char *problem);
     void markDeadLocked(Garbage *garbage);
 
@@ -118,6 +127,7 @@ private:
     bool mReading = false;
     bool mArmed = true;
     size_t mWaiters = 0;
+    size_t mStalledSenders = 0;
     uint64_t mNextCallId = 1;
     uint64_t mNextHandle = 1;
     std::map<uint64_t, PendingCall *> mPending;

@@ -466,10 +466,7 @@ status_t Parcel::readString16(std::unique_ptr<String16> *pArg) const {
     if (str == nullptr) {
         return BAD_VALUE;
     }
-    // Copy out: the data is only 4-byte aligned and may be freed with the parcel.
-    std::vector<char16_t> copy(len);
-    std::memcpy(copy.data(), str, len * sizeof(char16_t));
-    pArg->reset(new String16(copy.data(), len));
+    pArg->reset(new String16(str, len));
     return OK;
 }
 

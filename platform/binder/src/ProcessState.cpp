@@ -2,6 +2,8 @@
 
 #include "ThreadPool.h"
 
+#include <cstdlib>
+
 namespace android {
 
 sp<ProcessState> ProcessState::self() {
@@ -10,7 +12,19 @@ sp<ProcessState> ProcessState::self() {
     return *instance;
 }
 
-ProcessState::ProcessState() : mThreadPool(new binder_internal::ThreadPool()) {}
+namespace {
+
+void stopThreadPoolAtExit() {
+    ProcessState::self()->threadPool().stopForExit();
+}
+
+}  // namespace
+
+ProcessState::ProcessState() : mThreadPool(new binder_internal::ThreadPool()) {
+    // Registered after the statics constructed so far, so it runs before
+    // their destructors.
+    std::atexit(stopThreadPoolAtExit);
+}
 
 ProcessState::~ProcessState() {
     delete mThreadPool;

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <thread>
 
@@ -111,8 +112,13 @@ void ThreadPool::runOneEvent() {
     std::shared_ptr<PollSource> source;
     bool spawnOne = false;
     {
-        std::lock_guard<std::mutex> lock(mLock);
+        std::unique_lock<std::mutex> lock(mLock);
         --mIdle;
+        if (mStopping) {
+            // The process is exiting: stay out of its way until it is gone.
+            mBusyChanged.wait(lock, [] { return false; });
+        }
+        ++mBusy;
         // Keep one thread waiting whenever allowed, so a call that calls
         // back into this process always finds a thread to run on.
         if (mIdle == 0 && mSpawned < mMaxThreads) {
@@ -140,6 +146,19 @@ void ThreadPool::runOneEvent() {
     } else if (source) {
         source->onReadable();
     }
+    // Released before the count drops, so exit never races their destructors.
+    work = nullptr;
+    source.reset();
+    std::lock_guard<std::mutex> lock(mLock);
+    --mBusy;
+    mBusyChanged.notify_all();
+}
+
+void ThreadPool::stopForExit() {
+    std::unique_lock<std::mutex> lock(mLock);
+    mStopping = true;
+    mBusyChanged.wait_for(lock, std::chrono::milliseconds(kExitWaitMs),
+                          [this] { return mBusy == 0; });
 }
 
 uint64_t ThreadPool::add(const std::shared_ptr<PollSource> &source) {
@@ -163,6 +182,18 @@ void ThreadPool::rearm(uint64_t id, int fd) {
     event.data.u64 = id;
     // Fails only after remove(), which is harmless.
     epoll_ctl(mEpollFd, EPOLL_CTL_MOD, fd, &event);
+}
+
+void ThreadPool::disarm(uint64_t id, int fd) {
+    epoll_event event{};
+    event.events = EPOLLONESHOT;
+    event.data.u64 = id;
+    epoll_ctl(mEpollFd, EPOLL_CTL_MOD, fd, &event);
+}
+
+bool ThreadPool::hasIdleThread() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mIdle > 0;
 }
 
 void ThreadPool::remove(uint64_t id, int fd) {

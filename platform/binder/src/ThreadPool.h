@@ -6,6 +6,7 @@
 
 #include "PollSource.h"
 
+#include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <functional>
@@ -41,7 +42,17 @@ public:
     void watch(uint64_t id, int fd);
     // Waits on the source again after onReadable.
     void rearm(uint64_t id, int fd);
+    // Stops waiting on the source until rearm().
+    void disarm(uint64_t id, int fd);
     void remove(uint64_t id, int fd);
+    // True while some pool thread waits for work.
+    bool hasIdleThread() const;
+    // At process exit, before static objects go: lets the running calls
+    // finish (waiting at most kExitWaitMs) and starts no new ones, so no
+    // pool thread touches objects that exit() destroys.
+    void stopForExit();
+    static constexpr int kExitWaitMs = 1000;
+
     // Runs `work` on a pool thread, in posting order when a single thread
     // is free. Any thread may call.
     void post(std::function<void()> work);
@@ -56,13 +67,16 @@ private:
     const int mEpollFd;
     const int mWorkEventFd;
     mutable std::mutex mLock;
+    std::condition_variable mBusyChanged;
     std::map<uint64_t, std::shared_ptr<PollSource>> mSources;
     std::deque<std::function<void()>> mWork;
     uint64_t mNextSourceId = 1;
     size_t mMaxThreads = kDefaultMaxThreads;
     size_t mSpawned = 0;
     size_t mIdle = 0;
+    size_t mBusy = 0;
     bool mRunning = false;
+    bool mStopping = false;
 };
 
 }  // namespace binder_internal

@@ -23,7 +23,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *input, size_t size) {
         data.writeInterfaceToken(toCallback ? dvrspace::IDVRCallback::descriptor
                                             : dvrspace::IDVR::descriptor);
     }
-    data.write(input + 2, size - 2);
+    if (size > 2) {
+        // binder's Parcel mishandles a zero-length write into an empty parcel.
+        data.write(input + 2, size - 2);
+    }
     data.setDataPosition(0);
     android::Parcel reply;
     if (toCallback) {

@@ -8,6 +8,7 @@
 #ifndef DVR_BINDER_PARCEL_H
 #define DVR_BINDER_PARCEL_H
 
+#include <binder/IBinder.h>
 #include <utils/Errors.h>
 #include <utils/RefBase.h>
 #include <utils/String16.h>
@@ -20,7 +21,6 @@
 
 namespace android {
 
-class IBinder;
 class IPCThreadState;
 
 class Parcel {
