@@ -212,8 +212,11 @@ TEST_F(EncoderRecording, ASecondRecordingStartsAfterAStop) {
     ASSERT_EQ(0, harness.record(settings, dir.file("one.ts")));
     ASSERT_TRUE(harness.waitFor("needVideo", 3));
     ASSERT_EQ(0, harness.stop());
+    const size_t framesOfFirst = harness.count("needVideo");
     ASSERT_EQ(0, harness.record(settings, dir.file("two.ts")));
     ASSERT_TRUE(harness.waitFor("start", 2));
+    // A file needs frames to be readable: stop only once some have gone in.
+    ASSERT_TRUE(harness.waitFor("needVideo", framesOfFirst + 3));
     ASSERT_EQ(0, harness.stop());
     EXPECT_EQ(2u, harness.count("finish"));
     EXPECT_TRUE(MediaProbe::read(dir.file("two.ts")).opened);

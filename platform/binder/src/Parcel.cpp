@@ -99,13 +99,15 @@ const uint8_t *Parcel::consume(size_t len) const {
 }
 
 status_t Parcel::write(const void *data, size_t len) {
+    // Nothing to append; an empty parcel has no storage to point into yet.
+    if (len == 0) {
+        return OK;
+    }
     uint8_t *out = growFor(len);
-    if (out == nullptr || (data == nullptr && len != 0)) {
+    if (out == nullptr || data == nullptr) {
         return BAD_VALUE;
     }
-    if (len != 0) {
-        std::memcpy(out, data, len);
-    }
+    std::memcpy(out, data, len);
     return OK;
 }
 

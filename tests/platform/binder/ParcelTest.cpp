@@ -246,5 +246,15 @@ TEST(Parcel, SetDataCopiesAndRewinds) {
     EXPECT_EQ(parcel.setData(nullptr, 4), BAD_VALUE);
 }
 
+TEST(Parcel, EmptyWriteIntoAnEmptyParcelSucceedsAndAddsNothing) {
+    Parcel parcel;
+    EXPECT_EQ(OK, parcel.write(nullptr, 0));
+    EXPECT_EQ(0u, parcel.dataSize());
+    const char byte = 'x';
+    EXPECT_EQ(OK, parcel.write(&byte, 0));
+    EXPECT_EQ(0u, parcel.dataSize());
+    EXPECT_EQ(BAD_VALUE, parcel.write(nullptr, 4));
+}
+
 }  // namespace
 }  // namespace dvrtest
