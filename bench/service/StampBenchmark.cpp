@@ -10,7 +10,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -19,6 +18,7 @@
 #include "Recorder.h"
 #include "RecorderPeer.h"
 #include "RecorderTestEnv.h"
+#include "StampFrame.h"
 
 namespace {
 
@@ -27,20 +27,6 @@ using namespace dvrspace;
 const char *const kClientName = "stamp_bench_client";
 constexpr int kInProcessPid = 1;
 constexpr const char *kUserText = "CAM 1 GATE NORTH";
-
-class StampClient : public BnDVRCallback {
-public:
-    int onRecordStart(int, int, const char *) override { return 0; }
-    int onRecordFinish(int, int, const char *) override { return 0; }
-    int onRecordError(int, int, int) override { return 0; }
-    int onRecordErrorSevere(int, int, int) override { return 0; }
-    int onRecordAbnormal(int, int, int) override { return 0; }
-    int getStampString(int, int, char *buffer) override {
-        std::strcpy(buffer, kUserText);
-        return 0;
-    }
-    int fileNameGenerator(int, int, char *, int) override { return 0; }
-};
 
 // The recorder, its camera and a frame, built once for every benchmark.
 struct Bench {
@@ -76,7 +62,7 @@ void renderFrames(benchmark::State &state) {
 }
 
 void BM_RenderStampBothOnInProcessClient(benchmark::State &state) {
-    subscribe(kInProcessPid, new StampClient());
+    subscribe(kInProcessPid, new dvrtest::StampClient(kUserText));
     renderFrames(state);
     unsubscribe(kInProcessPid);
 }
@@ -99,7 +85,7 @@ BENCHMARK(BM_RenderStampBothOnClientInAnotherProcess)->Unit(benchmark::kMicrosec
 [[noreturn]] void runClient() {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     android::defaultServiceManager()->addService(android::String16(kClientName),
-                                                 new StampClient());
+                                                 new dvrtest::StampClient(kUserText));
     android::ProcessState::self()->startThreadPool();
     for (;;) {
         pause();

@@ -24,7 +24,7 @@
 #include "RecorderPeer.h"
 #include "RecorderTestEnv.h"
 #include "RecordingDVR.h"
-#include "TextBrush.h"
+#include "StampFrame.h"
 
 namespace {
 
@@ -298,32 +298,16 @@ TEST_F(DVRClientProcess, StampClientTextAppearsInTheRenderedFrameInsideItsBoxOnl
     peer.applyStagedSettings();
 
     const dvrspace::DVRCameraCaps_t caps = *camera->getCaps();
-    std::vector<uint8_t> frame(static_cast<size_t>(caps.stride) * caps.height * 3 / 2, 16);
-    const std::vector<uint8_t> before = frame;
-    void *planes[2] = {frame.data(), nullptr};
+    dvrtest::Nv12Frame frame(caps.width, caps.height, caps.stride);
+    const dvrtest::Nv12Frame before = frame;
+    void *planes[2] = {frame.address(), nullptr};
     EXPECT_EQ(0, peer.renderStamp(planes));
     EXPECT_EQ(readLines(1),
               (std::vector<std::string>{"stamp 9 " + std::to_string(camera->getID())}));
-
-    TextBrush brush(caps.width, caps.height, caps.stride, TextBrush::kFormatNV12, 4, 0, 7);
-    int boxWidth = 0;
-    int boxHeight = 0;
-    ASSERT_EQ(0, brush.measureText("DOCK 4", &boxWidth, &boxHeight));
-    int inside = 0;
-    int outside = 0;
-    for (int row = 0; row < caps.height; ++row) {
-        for (int column = 0; column < caps.width; ++column) {
-            const size_t offset = static_cast<size_t>(row) * caps.stride + column;
-            if (frame[offset] == before[offset]) {
-                continue;
-            }
-            const bool inBox =
-                column >= 300 && column < 300 + boxWidth && row >= 200 && row < 200 + boxHeight;
-            ++(inBox ? inside : outside);
-        }
-    }
-    EXPECT_GT(inside, 100);
-    EXPECT_EQ(0, outside);
+    const dvrtest::PixelChanges changes =
+        dvrtest::comparePixels(before, frame, {dvrtest::textBox(frame, 300, 200, 4, "DOCK 4")});
+    EXPECT_GT(changes.inside, 100);
+    EXPECT_EQ(0, changes.outside);
     recorder.detachCamera();
     delete camera;
 }

@@ -3,14 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <string>
-#include <vector>
 
 #include "DVRSimulatorControl.h"
 #include "IDVRCallback.h"
 #include "RecorderFixture.h"
-#include "TextBrush.h"
+#include "StampFrame.h"
 
 using namespace dvrspace;
 using namespace dvrtest;
@@ -23,101 +21,14 @@ constexpr int kStride = 1920;
 constexpr int kClientPid = 4321;
 // Clients choose colour 1: the renderer's 7, white.
 constexpr uint8_t kWhiteSelector = 1;
-constexpr uint8_t kBlackLuma = 16;
-constexpr uint8_t kNeutralChroma = 128;
+// Every time stamp has the width of "YYYY/mm/dd HH:MM:SS" in the monospaced font.
+const char *const kSomeTime = "2000/01/01 00:00:00";
 
-// A stamp client in the test process.
-class StampClient : public BnDVRCallback {
+// A black frame of the simulated camera's geometry.
+class Frame : public Nv12Frame {
 public:
-    explicit StampClient(std::string text) : mText(std::move(text)) {}
-    int onRecordStart(int, int, const char *) override { return 0; }
-    int onRecordFinish(int, int, const char *) override { return 0; }
-    int onRecordError(int, int, int) override { return 0; }
-    int onRecordErrorSevere(int, int, int) override { return 0; }
-    int onRecordAbnormal(int, int, int) override { return 0; }
-    int getStampString(int, int index, char *buffer) override {
-        mAskedIndex = index;
-        ++mAsked;
-        std::strcpy(buffer, mText.c_str());
-        return 0;
-    }
-    int fileNameGenerator(int, int, char *, int) override { return 0; }
-
-    int mAsked = 0;
-    int mAskedIndex = -1;
-
-private:
-    std::string mText;
+    Frame() : Nv12Frame(kWidth, kHeight, kStride) {}
 };
-
-// A black NV12 frame of the simulated camera's geometry.
-class Frame {
-public:
-    Frame() : mBytes(kStride * kHeight * 3 / 2, kNeutralChroma) {
-        std::memset(mBytes.data(), kBlackLuma, kStride * kHeight);
-    }
-    void *address() { return mBytes.data(); }
-    const std::vector<uint8_t> &bytes() const { return mBytes; }
-
-private:
-    std::vector<uint8_t> mBytes;
-};
-
-struct Box {
-    int x, y, width, height;
-    bool contains(int px, int py) const {
-        return px >= x && px < x + width && py >= y && py < y + height;
-    }
-};
-
-Box textBox(int x, int y, int rendererFontSize, const std::string &text) {
-    TextBrush brush(kWidth, kHeight, kStride, TextBrush::kFormatNV12, rendererFontSize, 0, 7);
-    Box box{x, y, 0, 0};
-    EXPECT_EQ(0, brush.measureText(text.c_str(), &box.width, &box.height));
-    return box;
-}
-
-// Luma pixels that differ between two frames, split by whether they lie in
-// one of the boxes; chroma samples likewise, against the boxes halved.
-struct Changes {
-    int inside = 0;
-    int outside = 0;
-};
-
-Changes compare(const Frame &before, const Frame &after, const std::vector<Box> &boxes) {
-    Changes changes;
-    auto inAnyBox = [&](int px, int py, int scale) {
-        for (const Box &box : boxes) {
-            // A chroma sample belongs to the box when one of its pixels does.
-            const int left = box.x / scale;
-            const int top = box.y / scale;
-            const int right = (box.x + box.width + scale - 1) / scale;
-            const int bottom = (box.y + box.height + scale - 1) / scale;
-            if (Box{left, top, right - left, bottom - top}.contains(px, py)) {
-                return true;
-            }
-        }
-        return false;
-    };
-    for (int row = 0; row < kHeight; ++row) {
-        for (int column = 0; column < kWidth; ++column) {
-            const size_t offset = static_cast<size_t>(row) * kStride + column;
-            if (before.bytes()[offset] != after.bytes()[offset]) {
-                ++(inAnyBox(column, row, 1) ? changes.inside : changes.outside);
-            }
-        }
-    }
-    const size_t chroma = static_cast<size_t>(kStride) * kHeight;
-    for (int row = 0; row < kHeight / 2; ++row) {
-        for (int column = 0; column < kWidth; ++column) {
-            const size_t offset = chroma + static_cast<size_t>(row) * kStride + column;
-            if (before.bytes()[offset] != after.bytes()[offset] && !inAnyBox(column / 2, row, 2)) {
-                ++changes.outside;
-            }
-        }
-    }
-    return changes;
-}
 
 class RecorderStamp : public RecorderFixture {
 protected:
@@ -138,7 +49,7 @@ protected:
         EXPECT_EQ(0, manager.addCallbackObject(kClientPid, 5, DVR_CBK_OBJ_STAMP));
         return client;
     }
-    int render(Frame &frame) {
+    int render(Nv12Frame &frame) {
         void *planes[2] = {frame.address(), nullptr};
         return peer().renderStamp(planes);
     }
@@ -165,8 +76,8 @@ TEST_F(RecorderStamp, TimestampIsDrawnInsideItsBoxOnly) {
     Frame frame;
     const Frame before = frame;
     EXPECT_EQ(0, render(frame));
-    // Every time stamp has the width of "YYYY/mm/dd HH:MM:SS" in the monospaced font.
-    const Changes changes = compare(before, frame, {textBox(100, 60, 3, "2000/01/01 00:00:00")});
+    const PixelChanges changes =
+        comparePixels(before, frame, {textBox(frame, 100, 60, 3, kSomeTime)});
     EXPECT_GT(changes.inside, 100);
     EXPECT_EQ(0, changes.outside);
 }
@@ -180,7 +91,8 @@ TEST_F(RecorderStamp, UserTextFromTheStampClientIsDrawnInsideItsBoxOnly) {
     EXPECT_EQ(0, render(frame));
     EXPECT_EQ(1, client->mAsked);
     EXPECT_EQ(mCamera->getID(), client->mAskedIndex);
-    const Changes changes = compare(before, frame, {textBox(400, 500, 4, "GATE 7 NORTH")});
+    const PixelChanges changes =
+        comparePixels(before, frame, {textBox(frame, 400, 500, 4, "GATE 7 NORTH")});
     EXPECT_GT(changes.inside, 100);
     EXPECT_EQ(0, changes.outside);
 }
@@ -204,13 +116,13 @@ TEST_F(RecorderStamp, BothStampsAreDrawnInTheirBoxes) {
     Frame frame;
     const Frame before = frame;
     EXPECT_EQ(0, render(frame));
-    const Box timeBox = textBox(20, 20, 2, "2000/01/01 00:00:00");
-    const Box userBox = textBox(20, 900, 3, "CAM A");
-    const Changes inTime = compare(before, frame, {timeBox});
-    const Changes inUser = compare(before, frame, {userBox});
+    const Box timeBox = textBox(frame, 20, 20, 2, kSomeTime);
+    const Box userBox = textBox(frame, 20, 900, 3, "CAM A");
+    const PixelChanges inTime = comparePixels(before, frame, {timeBox});
+    const PixelChanges inUser = comparePixels(before, frame, {userBox});
     EXPECT_GT(inTime.inside, 50);
     EXPECT_GT(inUser.inside, 50);
-    EXPECT_EQ(0, compare(before, frame, {timeBox, userBox}).outside);
+    EXPECT_EQ(0, comparePixels(before, frame, {timeBox, userBox}).outside);
 }
 
 TEST_F(RecorderStamp, EmptyUserTextStillDrawsTheTimestampAndReportsMinusOne) {
@@ -221,7 +133,8 @@ TEST_F(RecorderStamp, EmptyUserTextStillDrawsTheTimestampAndReportsMinusOne) {
     Frame frame;
     const Frame before = frame;
     EXPECT_EQ(-1, render(frame));
-    const Changes changes = compare(before, frame, {textBox(100, 60, 3, "2000/01/01 00:00:00")});
+    const PixelChanges changes =
+        comparePixels(before, frame, {textBox(frame, 100, 60, 3, kSomeTime)});
     EXPECT_GT(changes.inside, 100);
     EXPECT_EQ(0, changes.outside);
 }
