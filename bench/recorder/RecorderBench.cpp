@@ -2,16 +2,15 @@
 // both stamps on, at 1920x1080, into an encoder that does nothing.
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
 #include <memory>
 #include <vector>
 
-#include "BnDVRCallback.h"
 #include "DVR.h"
 #include "DVRCameraDeviceFactory.h"
 #include "Recorder.h"
 #include "RecorderPeer.h"
 #include "RecorderTestEnv.h"
+#include "StampFrame.h"
 
 using namespace dvrspace;
 
@@ -65,20 +64,6 @@ private:
     std::vector<uint8_t> mFrame;
 };
 
-class StampClient : public BnDVRCallback {
-public:
-    int onRecordStart(int, int, const char *) override { return 0; }
-    int onRecordFinish(int, int, const char *) override { return 0; }
-    int onRecordError(int, int, int) override { return 0; }
-    int onRecordErrorSevere(int, int, int) override { return 0; }
-    int onRecordAbnormal(int, int, int) override { return 0; }
-    int getStampString(int, int, char *buffer) override {
-        snprintf(buffer, 64, "%s", "CAM-0 FRONT DOOR");
-        return 0;
-    }
-    int fileNameGenerator(int, int, char *, int) override { return 0; }
-};
-
 void runVideoRequests(benchmark::State &state, bool simulatedCamera) {
     dvrtest::RecorderTestEnv env;
     DVR service;
@@ -88,7 +73,7 @@ void runVideoRequests(benchmark::State &state, bool simulatedCamera) {
                         : new FixedFrameCamera());
     recorder.attachCamera(camera.get());
 
-    android::sp<StampClient> client = new StampClient();
+    android::sp<dvrtest::StampClient> client = new dvrtest::StampClient("CAM-0 FRONT DOOR");
     CallbackManager &manager = DVRPeer::callbackManager(service);
     manager.addClient(4321, client);
     manager.addCallbackObject(4321, 7, DVR_CBK_OBJ_STAMP);
