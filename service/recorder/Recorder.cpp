@@ -4,16 +4,20 @@
 
 #include <unistd.h>
 
+#include <utils/Errors.h>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 
 #include "DVR.h"
 #include "DVRAssert.h"
 #include "DVREncoderFactory.h"
 #include "DVRLog.h"
+#include "IDVRCallback.h"
+#include "TextBrush.h"
 #include "dvr_file_name_generator.h"
 #include "dvr_utils.h"
 #include "qv_vendor_data.h"
@@ -27,6 +31,7 @@ char *gDefaultPath = nullptr;
 
 EncoderCapability_t *Recorder::mgDeviceCaps = nullptr;
 int Recorder::mdRefCount = 0;
+int Recorder::mdRecordCount = 0;
 
 namespace {
 
@@ -70,6 +75,33 @@ constexpr int kSystemMaxBitRate = 25;
 
 // The renderer's colour codes run opposite to the clients' selectors.
 constexpr int kColorCodeBase = 8;
+// Stamps draw on the frame itself, without a background box.
+constexpr int kStampBackground = 0;
+constexpr const char *kTimestampFormat = "%Y/%m/%d %H:%M:%S";
+
+constexpr const char *kTriggerThreadName = "DVR Trigger Encode Thread";
+// The board's storage controller interrupts less eagerly while recording.
+constexpr const char *kStorageTuningRecording =
+    "echo dma_int_threshold 0 > /sys/devices/platform/9c003e80.mmc/config";
+constexpr const char *kStorageTuningIdle =
+    "echo dma_int_threshold 1024 > /sys/devices/platform/9c003e80.mmc/config";
+
+constexpr int kPlayingCheckAttempts = 10;
+constexpr useconds_t kPlayingCheckPollUs = 100000;
+constexpr int kAudioRetries = 100;
+constexpr useconds_t kAudioRetryPollUs = 10000;
+constexpr useconds_t kCallbackPollUs = 10000;
+constexpr uint64_t kCallbackDoneLimitUs = 1000000;
+
+// Silence for the encoder when real audio is unavailable or not recorded;
+// static so the audio path never allocates.
+constexpr int kDummyAudioBytes = 1024;
+uint8_t gDummyAudioBlock[kDummyAudioBytes];
+
+std::atomic<Recorder::CommandRunner> gCommandRunner{&system};
+// Recorders start and stop on different client threads; the count and its
+// command change together.
+std::mutex gRecordCountLock;
 
 // "AVI"/"avi" and "TS"/"ts"; false for anything else.
 bool format_from_text(const char *text, DVRFileFormat_e *format) {
@@ -106,6 +138,15 @@ int font_size_translate(QVDVRStampFontSize_e fontSize) {
         DVR_ASSERT((unsigned int)fontSize <= QV_DVR_STAMP_FONT_SIZE_LARGEST);
     }
     return fontSize + 1;
+}
+
+// The renderer's pixel format for the camera's; only NV12 can be stamped.
+int format_translate(int videoFormat) {
+    if (videoFormat != DVR_VIDEO_FORMAT_NV12) {
+        DVR_LOGE("Unsupport format: 0x%x\n", videoFormat);
+        DVR_ASSERT(videoFormat == DVR_VIDEO_FORMAT_NV12);
+    }
+    return TextBrush::kFormatNV12;
 }
 
 void copy_stamp_setting(StampSettingPriv_t *pPriv, const QVStampSettings_t *pSetting) {
@@ -178,31 +219,34 @@ int create_default_path(char *ret_path, int capacity) {
     return 0;
 }
 
-// A stray id is the one event a recorder that does not record yet must
-// guard against; handing the events on belongs to the recording itself.
-void OnRecordStartCallback(int id, const char * /*file*/) {
+void OnRecordStartCallback(int id, const char *file) {
     Recorder *pRec = _get_recorder_from_list(id);
     DVR_ASSERT(pRec != NULL);
+    pRec->OnRecordStart(file);
 }
 
-void onRecordFinishCallback(int id, const char * /*file*/) {
+void onRecordFinishCallback(int id, const char *file) {
     Recorder *pRec = _get_recorder_from_list(id);
     DVR_ASSERT(pRec != NULL);
+    pRec->onRecordFinish(file);
 }
 
-void onFileFinishCallback(int id, const char * /*file*/) {
+void onFileFinishCallback(int id, const char *file) {
     Recorder *pRec = _get_recorder_from_list(id);
     DVR_ASSERT(pRec != NULL);
+    pRec->onFileFinish(file);
 }
 
-void onNeedDataCallback(int id, ENCNeedDataType_e /*type*/) {
+void onNeedDataCallback(int id, ENCNeedDataType_e type) {
     Recorder *pRec = _get_recorder_from_list(id);
     DVR_ASSERT(pRec != NULL);
+    pRec->onNeedData(type);
 }
 
-void onErrorCallback(int id, DVRErrorServerity_e /*severity*/, int /*code*/) {
+void onErrorCallback(int id, DVRErrorServerity_e severity, int code) {
     Recorder *pRec = _get_recorder_from_list(id);
     DVR_ASSERT(pRec != NULL);
+    pRec->onError(severity, code);
 }
 
 Recorder::Recorder(int encoderId, DVR &service)
@@ -216,7 +260,8 @@ Recorder::Recorder(int encoderId, DVR &service)
       mService(service),
       mEncoder(nullptr),
       mFileNameGenerator(nullptr),
-      mbAutoNextFile(false) {
+      mbAutoNextFile(false),
+      mInCallback(false) {
     REC_LOGI(encoderId, "CONSTRUCTOR\n");
     SWITCH_STATE(DVR_STM_NONE);
     memset(&mFileNameLock, 0, sizeof(mFileNameLock));
@@ -272,6 +317,12 @@ Recorder::Recorder(int encoderId, DVR &service)
 
 Recorder::~Recorder() {
     REC_LOGI(_encoderId(), "DESTRUCTOR\n");
+
+    if (mTriggerEncodeThread != nullptr) {
+        const android::status_t st = mTriggerEncodeThread->requestExitAndWait();
+        DVR_ASSERT(st == 0);
+        mTriggerEncodeThread.clear();
+    }
 
     delete mFileNameGenerator;
     mFileNameGenerator = nullptr;
@@ -383,6 +434,286 @@ DVRAudioDevice *Recorder::getAudioDevice() {
         REC_LOGW(_encoderId(), "Audio device does NOT exist!\n");
     }
     return mAudio;
+}
+
+// ---------------------------------------------------------------- control
+
+Recorder::CommandRunner Recorder::setCommandRunner(CommandRunner runner) {
+    return gCommandRunner.exchange(runner);
+}
+
+void Recorder::_countRecordingStart() {
+    std::lock_guard<std::mutex> countGuard(gRecordCountLock);
+    if (mdRecordCount == 0) {
+        (void)gCommandRunner.load()(kStorageTuningRecording);
+    }
+    ++mdRecordCount;
+}
+
+void Recorder::_countRecordingStop() {
+    std::lock_guard<std::mutex> countGuard(gRecordCountLock);
+    if (--mdRecordCount == 0) {
+        (void)gCommandRunner.load()(kStorageTuningIdle);
+    }
+}
+
+DVRResult_e Recorder::start() {
+    std::lock_guard<std::mutex> stateGuard(mStateLock);
+    if (mService.isSuspend()) {
+        REC_LOGE(_encoderId(), "Invalid operation during suspend\n");
+        return DVR_INVALID_OPERATION;
+    }
+    if (mState != DVR_STM_READY) {
+        REC_LOGE(_encoderId(), "Invalid operation under state: %s\n", stm_toString(mState));
+        return DVR_INVALID_OPERATION;
+    }
+    DVR_ASSERT(mEncoder != NULL);
+
+    if (mbAutoNextFile) {
+        pthread_mutex_lock(&mFileNameLock);
+        if (mFileNameGenerator->isFormatSet()) {
+            REC_LOGW(_encoderId(), "File format is set but ignore here\n");
+        }
+        pthread_mutex_unlock(&mFileNameLock);
+        _updateFileName();
+    }
+    {
+        std::lock_guard<std::mutex> settingsGuard(mSettingsLock);
+        mCurSettings.copy(mNewSettings);
+    }
+    {
+        std::lock_guard<std::mutex> deviceGuard(mDeviceLock);
+        if (mCamera != nullptr) {
+            (void)mCamera->start();
+        }
+        if (mAudio != nullptr) {
+            (void)mAudio->start(mAudioHandle);
+        }
+    }
+    _countRecordingStart();
+
+    if (mTriggerEncodeThread == nullptr) {
+        mTriggerEncodeThread = new TriggerEncodeThread(this, mEncoder);
+        DVR_ASSERT(mTriggerEncodeThread.get() != NULL);
+    }
+    // Its start-up configures and starts the encoder; nobody waits for that.
+    (void)mTriggerEncodeThread->run(kTriggerThreadName, -1, 0);
+    SWITCH_STATE(DVR_STM_RECORDING);
+    return DVR_SUCCESS;
+}
+
+DVRResult_e Recorder::stopAndWait() {
+    std::lock_guard<std::mutex> stateGuard(mStateLock);
+    if (mState != DVR_STM_RECORDING) {
+        REC_LOGE(_encoderId(), "Invalid operation under state: %s\n", stm_toString(mState));
+        return DVR_INVALID_OPERATION;
+    }
+    SWITCH_STATE(DVR_STM_STOPPING);
+
+    // A failed check leaves DVR_STM_STOPPING behind: the recorder refuses
+    // every later start and stop.
+    for (int attempt = 1;; ++attempt) {
+        if (mEncoder == nullptr) {
+            REC_LOGE(-1, "mEncoder is NULL! Cannot check encoder state.");
+            return DVR_INVALID_OPERATION;
+        }
+        if (mEncoder->isPlaying() != 0) {
+            break;
+        }
+        REC_LOGE(_encoderId(), "Invalid operation to stop! Encoder is not in PLAYING state...");
+        usleep(kPlayingCheckPollUs);
+        if (attempt == kPlayingCheckAttempts) {
+            return DVR_INVALID_OPERATION;
+        }
+    }
+
+    // Without the device lock: onNeedData may hold it inside a fetch that only
+    // these calls release.
+    if (mCamera != nullptr) {
+        (void)mCamera->prepareStop();
+    }
+    if (mAudio != nullptr) {
+        (void)mAudio->prepareStop(mAudioHandle);
+    }
+
+    mTriggerEncodeThread->preStop();
+    mTriggerEncodeThread->requestExit();
+    mTriggerEncodeThread->trigger();
+    (void)mTriggerEncodeThread->join();
+
+    _countRecordingStop();
+    {
+        std::lock_guard<std::mutex> deviceGuard(mDeviceLock);
+        if (mCamera != nullptr) {
+            (void)mCamera->stop();
+        }
+        if (mAudio != nullptr) {
+            (void)mAudio->stop(mAudioHandle);
+        }
+    }
+
+    if (!hasNextFile() && !mbAutoNextFile) {
+        SWITCH_STATE(DVR_STM_IDLE);
+    } else {
+        SWITCH_STATE(DVR_STM_READY);
+    }
+    return DVR_SUCCESS;
+}
+
+int Recorder::onSuspend() {
+    return mEncoder->suspend() == 0 ? 0 : -1;
+}
+
+int Recorder::onResume() {
+    return mEncoder->resume() == 0 ? 0 : -1;
+}
+
+void Recorder::abnormal() {
+    mService.doCallback(_encoderId(), DVR_CBK_OBJ_ABNORMAL, DVR_CBK_ABNORMAL, nullptr, 0);
+}
+
+// ---------------------------------------------------------------- encoder events
+
+void Recorder::onNeedData(ENCNeedDataType_e type) {
+    if (mState != DVR_STM_RECORDING) {
+        REC_LOGE(_encoderId(), "Receive under unexpect state: %s (expect: %s)\n",
+                 stm_toString(mState), stm_toString(DVR_STM_RECORDING));
+        return;
+    }
+    mInCallback = true;
+    uint64_t timestamp = 0;
+    void *frameVA[2] = {nullptr, nullptr};
+    uint32_t framePA[2] = {0, 0};
+    void *pAudioData = nullptr;
+    int dAudLen = 0;
+    DVR_ASSERT(mEncoder != NULL);
+
+    if (type == ENC_NEED_VIDEO) {
+        std::lock_guard<std::mutex> deviceGuard(mDeviceLock);
+        if (mCamera == nullptr) {
+            REC_LOGW(_encoderId(), "Camera device does NOT exist\n");
+        } else {
+            const int ret = mCamera->getVideoFrame(frameVA, framePA, &timestamp);
+            if (ret != 0) {
+                REC_LOGE(_encoderId(), "getVideoFrame() failed: %d\n", ret);
+            } else {
+                DVR_ASSERT(frameVA[0] != NULL);
+                _renderStamp(frameVA);
+                (void)mEncoder->pushVideoFrame(framePA, &timestamp);
+            }
+        }
+    } else if (type == ENC_NEED_AUDIO) {
+        if (!mCurSettings.audioRecording) {
+            (void)mEncoder->pushAudioData(gDummyAudioBlock, kDummyAudioBytes, &timestamp);
+        } else {
+            std::lock_guard<std::mutex> deviceGuard(mDeviceLock);
+            if (mAudio != nullptr) {
+                int dNoAudCountDown = kAudioRetries;
+                int ret = mAudio->getAudioData(mAudioHandle, &pAudioData, &dAudLen, &timestamp);
+                while (ret == 0 && dAudLen == 0 && dNoAudCountDown > 0) {
+                    --dNoAudCountDown;
+                    usleep(kAudioRetryPollUs);
+                    timestamp = 0;
+                    ret = mAudio->getAudioData(mAudioHandle, &pAudioData, &dAudLen, &timestamp);
+                }
+                if (ret < 0) {
+                    REC_LOGE(_encoderId(), "getAudioData failed: %d\n", ret);
+                    (void)mEncoder->pushAudioData(gDummyAudioBlock, kDummyAudioBytes, &timestamp);
+                } else {
+                    // Deliberately strict: a chunk that only came with the
+                    // last retry aborts as well.
+                    DVR_ASSERT(dNoAudCountDown > 0);
+                    DVR_ASSERT(dAudLen > 0);
+                    DVR_ASSERT(pAudioData != NULL);
+                    (void)mEncoder->pushAudioData(pAudioData, dAudLen, &timestamp);
+                }
+            }
+        }
+    } else {
+        REC_LOGE(_encoderId(), "Unknown type: 0x%x\n", type);
+        DVR_ASSERT(type == ENC_NEED_VIDEO || type == ENC_NEED_AUDIO);
+    }
+    mInCallback = false;
+}
+
+void Recorder::onFileFinish(const char *pFinishFile) {
+    if (mState != DVR_STM_RECORDING) {
+        REC_LOGE(_encoderId(), "Receive under unexpect state: %s (expect: %s)\n",
+                 stm_toString(mState), stm_toString(DVR_STM_RECORDING));
+        return;
+    }
+    DVR_ASSERT(mEncoder != NULL);
+    mInCallback = true;
+    DVR_ASSERT(pFinishFile != NULL);
+
+    pthread_mutex_lock(&mFileNameLock);
+    if (mFileNameGenerator->isFormatSet()) {
+        mFileNameGenerator->genFileName(mNextFileName, mCurSettings.fileLength,
+                                        mgDeviceCaps->file_name_length_limit);
+    } else {
+        _updateFileName();
+    }
+    pthread_mutex_unlock(&mFileNameLock);
+    if (_isNextFileSet()) {
+        _applyNextFile();
+    }
+
+    mService.doCallback(_encoderId(), DVR_CBK_OBJ_RECORD, DVR_CBK_RECORD_FINISH, pFinishFile, 0);
+    mService.doCallback(_encoderId(), DVR_CBK_OBJ_RECORD, DVR_CBK_RECORD_START, mFileName, 0);
+    mInCallback = false;
+}
+
+void Recorder::OnRecordStart(const char *pStartFile) {
+    DVR_ASSERT(pStartFile != NULL);
+    DVR_ASSERT(mEncoder != NULL);
+    mInCallback = true;
+    mService.doCallback(_encoderId(), DVR_CBK_OBJ_RECORD, DVR_CBK_RECORD_START, pStartFile, 0);
+    mInCallback = false;
+}
+
+void Recorder::onRecordFinish(const char *pLastFile) {
+    DVR_ASSERT(pLastFile != NULL);
+    DVR_ASSERT(mEncoder != NULL);
+    mInCallback = true;
+    mService.doCallback(_encoderId(), DVR_CBK_OBJ_RECORD, DVR_CBK_RECORD_FINISH, pLastFile, 0);
+    mInCallback = false;
+}
+
+void Recorder::onError(DVRErrorServerity_e severity, int code) {
+    (void)stopAndWait();
+    switch (severity) {
+        case DVR_ERROR_NORMAL:
+            mService.doCallback(_encoderId(), DVR_CBK_OBJ_ERROR, DVR_CBK_ERROR, nullptr, code);
+            break;
+        case DVR_ERROR_SEVERE:
+            mService.doCallback(_encoderId(), DVR_CBK_OBJ_ERROR, DVR_CBK_ERROR_SEVERE, nullptr,
+                                code);
+            break;
+        default:
+            REC_LOGE(_encoderId(), "Unknown error severity: %d\n", severity);
+            DVR_ASSERT(severity == DVR_ERROR_NORMAL || severity == DVR_ERROR_SEVERE);
+    }
+}
+
+void Recorder::_waitLastCallback() {
+    DVR_ASSERT(mTriggerEncodeThread->isPreStopped());
+    const int frameRate = mCurSettings.frameRate;
+    const uint64_t waitLimitUs = frameRate != 0 ? 2 * (1000000 / frameRate) : 0;
+
+    // A callback that was due when the encoder stopped may still begin.
+    const uint64_t beginWaitUs = getMonotonicClockUs();
+    while (!mInCallback && getMonotonicClockUs() - beginWaitUs <= waitLimitUs) {
+        usleep(kCallbackPollUs);
+    }
+    const uint64_t endWaitUs = getMonotonicClockUs();
+    while (mInCallback) {
+        usleep(kCallbackPollUs);
+        const bool tooLong = getMonotonicClockUs() - endWaitUs > kCallbackDoneLimitUs;
+        if (tooLong) {
+            REC_LOGE(_encoderId(), "Wait callback done too long (exceeds 1 second!)\n");
+            DVR_ASSERT(!tooLong);
+        }
+    }
 }
 
 // ---------------------------------------------------------------- settings
@@ -995,6 +1326,75 @@ void Recorder::_applyNextFile() {
     strncpy(mFileName, mNextFileName, mgDeviceCaps->file_name_length_limit);
     const int ret = mEncoder->setFileName(mFileName);
     DVR_ASSERT(ret == 0);
+}
+
+// ---------------------------------------------------------------- stamps and snapshot
+
+DVRResult_e Recorder::takeSnapshot(SnapshotPA_t &result) {
+    std::lock_guard<std::mutex> deviceGuard(mDeviceLock);
+    if (mCamera == nullptr) {
+        DVR_LOGE("Camera device not attached\n");
+        return DVR_FAILURE;
+    }
+    void *frameVA[2] = {nullptr, nullptr};
+    uint32_t framePA[2] = {0, 0};
+    uint64_t timestamp = 0;
+    const int ret = mCamera->getVideoFrame(frameVA, framePA, &timestamp);
+    if (ret != 0) {
+        DVR_LOGE("getVideoFrame failed: %d\n", ret);
+        return DVR_FAILURE;
+    }
+    const DVRCameraCaps_t *caps = mCamera->getCaps();
+    result.planePA[0] = framePA[0];
+    result.planePA[1] = framePA[1];
+    result.width = caps->width;
+    result.height = caps->height;
+    result.stride = caps->stride;
+    result.timestamp = timestamp;
+    // A snapshot without its user stamp is still a snapshot.
+    const int stampRet = _renderStamp(frameVA);
+    if (stampRet != 0) {
+        DVR_LOGE("_renderStamp() failed: %d", stampRet);
+    }
+    return DVR_SUCCESS;
+}
+
+int Recorder::_renderStamp(void **frame) {
+    DVR_ASSERT(mCamera != NULL);
+    char text[IDVRCallback::kStampStringCapacity] = {};
+    const DVRCameraCaps_t *caps = mCamera->getCaps();
+    const int cameraId = mCamera->getID();
+    const StampSettingPriv_t &timestamp = mCurSettings.timestamp;
+    const StampSettingPriv_t &userStamp = mCurSettings.userStamp;
+
+    // A brush per stamp and frame: the settings may change between frames.
+    if (timestamp.enabled) {
+        const time_t now = time(nullptr);
+        struct tm localNow;
+        const struct tm *tm = localtime_r(&now, &localNow);
+        DVR_ASSERT(tm != NULL);
+        strftime(text, sizeof(text), kTimestampFormat, tm);
+        TextBrush brush(caps->width, caps->height, caps->stride, format_translate(caps->format),
+                        timestamp.fontSize, kStampBackground, timestamp.color);
+        const int ret = brush.drawText(timestamp.x, timestamp.y, frame[0], text);
+        DVR_ASSERT(ret == 0);
+    }
+    if (!userStamp.enabled) {
+        return 0;
+    }
+    memset(text, 0, sizeof(text));
+    // Asked on every frame: the stamp's interval is not used here.
+    mService.getStampFromUser(cameraId, text);
+    if (text[0] == '\0') {
+        return -1;
+    }
+    // The client must stay within the buffer; its text ends inside it regardless.
+    text[sizeof(text) - 1] = '\0';
+    TextBrush brush(caps->width, caps->height, caps->stride, format_translate(caps->format),
+                    userStamp.fontSize, kStampBackground, userStamp.color);
+    const int ret = brush.drawText(userStamp.x, userStamp.y, frame[0], text);
+    DVR_ASSERT(ret == 0);
+    return 0;
 }
 
 // ---------------------------------------------------------------- helpers

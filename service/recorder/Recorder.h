@@ -23,6 +23,7 @@
 #include "DVRTypes.h"
 #include "EncoderCapability.h"
 #include "RecordSettings.h"
+#include "TriggerEncodeThread.h"
 
 namespace dvrspace {
 
@@ -55,6 +56,9 @@ void onErrorCallback(int id, DVRErrorServerity_e severity, int code);
 
 class Recorder {
 public:
+    // Runs one shell command, like system(); its result is ignored.
+    using CommandRunner = int (*)(const char *command);
+
     // Loads the settings (store first, runtime configuration second), waits for
     // the encoder service to run, takes the encoder with this id and registers
     // in gRecorderList. Every failure aborts.
@@ -119,8 +123,43 @@ public:
     // recorder has read it.
     static DVRResult_e getDeviceCaps(EncoderDeviceCaps_t *pCaps);
 
+    // --- Control (client threads) ---
+    // Brings the staged settings into force, starts the devices and the
+    // encoder (through the trigger-encode thread, without waiting for it).
+    // -3 while suspended or outside DVR_STM_READY.
+    DVRResult_e start();
+    // Stops the encoder, waits for its last callback and stops the devices.
+    // -3 outside DVR_STM_RECORDING, and when the encoder never reports
+    // playing, which leaves DVR_STM_STOPPING behind for good.
+    DVRResult_e stopAndWait();
+    // Read without a lock.
     DVRStm_e getCurrentState() const { return mState; }
     DVR &getService() const { return mService; }
+
+    // --- Suspend and service failure (service object) ---
+    // 0, or -1 when the encoder refuses.
+    int onSuspend();
+    int onResume();
+    // Tells the clients that the encoder service ended abnormally.
+    void abnormal();
+
+    // --- Encoder events (the encoder's threads, through the free callbacks) ---
+    // Fetches one video frame (stamped) or audio chunk and pushes it to the
+    // encoder; only while recording. An unknown type aborts.
+    void onNeedData(ENCNeedDataType_e type);
+    // The encoder rolled over: names its next file and reports the finished
+    // and the new file; only while recording.
+    void onFileFinish(const char *pFinishFile);
+    void OnRecordStart(const char *pStartFile);
+    void onRecordFinish(const char *pLastFile);
+    // Stops the recording, then reports the error; an unknown severity aborts.
+    void onError(DVRErrorServerity_e severity, int code);
+
+    // Replaces how the storage-tuning commands of the first start and the last
+    // stop are run (system() by default, which fails harmlessly where the
+    // board's controller is missing); returns the previous runner. Call it
+    // while no recorder starts or stops.
+    static CommandRunner setCommandRunner(CommandRunner runner);
 
     // --- File names (client threads) ---
     // Directory for default names; null or empty clears it.
@@ -133,8 +172,16 @@ public:
     DVRResult_e autoNextFile(bool enable);
     bool hasNextFile();
 
+    // --- Stamps and snapshot ---
+    // Takes the camera's next frame, draws the stamps into it and returns its
+    // physical addresses: 0, or -1 without a camera or frame. Client threads.
+    DVRResult_e takeSnapshot(SnapshotPA_t &result);
+
 private:
     friend class RecorderPeer;  // test access to the naming steps
+    // Its start-up names the first file and configures the encoder with the
+    // settings in force; its stop waits through _waitLastCallback().
+    friend class TriggerEncodeThread;
 
     // Recorder id in log lines: the encoder's, -1 without an encoder.
     int _encoderId() const;
@@ -153,9 +200,25 @@ private:
     void _updateFileName();
     void _applyNextFile();
 
+    // Draws the time stamp and the user stamp (text asked from the stamp
+    // client) of the current settings into the NV12 frame at frame[0]: 0, or -1
+    // when the client gave no text (the time stamp is drawn all the same). A
+    // camera must be attached.
+    int _renderStamp(void **frame);
+
+    // Waits up to two frame periods for a callback that was already due to
+    // begin, then up to a second for it to end; longer aborts.
+    void _waitLastCallback();
+    // The first start runs the low-threshold command, the last stop the
+    // high-threshold one.
+    static void _countRecordingStart();
+    static void _countRecordingStop();
+
     // Shared by all recorders: allocated by the first, freed with the last.
     static EncoderCapability_t *mgDeviceCaps;
     static int mdRefCount;
+    // Recorders currently recording.
+    static int mdRecordCount;
 
     // Guards mNextFileName while it is written.
     std::mutex mLock;
@@ -173,6 +236,8 @@ private:
     char *mFileName;
     char *mNextFileName;
     char *mStoragePath;
+    // Created by the first start, run again by every later one.
+    android::sp<TriggerEncodeThread> mTriggerEncodeThread;
     DVR &mService;
     DVREncoderHAL *mEncoder;
     DVRFileNameGenerator *mFileNameGenerator;
@@ -180,6 +245,8 @@ private:
     pthread_mutex_t mFileNameLock;
     // Written before any lock is taken, read by the encoder callbacks.
     std::atomic<bool> mbAutoNextFile;
+    // True while an encoder callback runs; polled by _waitLastCallback().
+    std::atomic<bool> mInCallback;
 };
 
 }  // namespace dvrspace

@@ -3,6 +3,7 @@
 #ifndef DVR_TEST_RECORDER_PEER_H
 #define DVR_TEST_RECORDER_PEER_H
 
+#include <map>
 #include <string>
 
 #include "DVR.h"
@@ -34,16 +35,48 @@ public:
     void genDefaultFileName() { mRecorder._genDefaultFileName(); }
     void updateFileName() { mRecorder._updateFileName(); }
     void applyNextFile() { mRecorder._applyNextFile(); }
+    int renderStamp(void **frame) { return mRecorder._renderStamp(frame); }
+
+    // The recording lifecycle's parts.
+    static int recordCount() { return Recorder::mdRecordCount; }
+    android::sp<TriggerEncodeThread> triggerEncodeThread() const {
+        return mRecorder.mTriggerEncodeThread;
+    }
+    void setTriggerEncodeThread(const android::sp<TriggerEncodeThread> &thread) {
+        mRecorder.mTriggerEncodeThread = thread;
+    }
+    DVREncoderHAL *encoder() const { return mRecorder.mEncoder; }
+    // Stands another encoder (of the same id) in; the factory's own must be
+    // back before the recorder is destroyed.
+    void setEncoder(DVREncoderHAL *encoder) { mRecorder.mEncoder = encoder; }
+    void setInCallback(bool inCallback) { mRecorder.mInCallback = inCallback; }
 
 private:
     Recorder &mRecorder;
 };
 
 // Test access to the service's client registry, which clients otherwise reach
-// through the control interface.
+// through the control interface, its death recipients and its recorder table.
 class DVRPeer {
 public:
     static CallbackManager &callbackManager(DVR &service) { return *service.mCbkMgr; }
+    static std::map<int, android::sp<DVRDeathRecipient>> &deathRecipients(DVR &service) {
+        return service.mDeathRecipients;
+    }
+    // Recipients and service hold each other; a test that releases its
+    // service first ends what only the service's destruction ends otherwise.
+    static void forgetDeathRecipients(DVR &service) { service.mDeathRecipients.clear(); }
+    // The recorders the service would create for its channels; the caller
+    // keeps them (count slots) and takes them back with count 0.
+    static void setRecorders(DVR &service, Recorder **recorders, int count) {
+        service.mRecorder = recorders;
+        service.mRecCount = count;
+    }
+    static void dropCallbackManager(DVR &service) { service.mCbkMgr.reset(); }
+    static const android::sp<DVRCallbackThread> &callbackThread(DVR &service) {
+        return service.mCbkThread;
+    }
+    static void setSuspend(DVR &service, bool suspended) { service.mIsSuspend = suspended; }
 };
 
 }  // namespace dvrspace
