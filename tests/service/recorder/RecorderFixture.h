@@ -30,11 +30,11 @@ protected:
             mRecorder.reset();
         }
         delete mCamera;
-        mService.reset();
+        mService.clear();
     }
 
     void build() {
-        mService = std::make_unique<dvrspace::DVR>();
+        mService = new dvrspace::DVR();
         mRecorder = std::make_unique<dvrspace::Recorder>(0, *mService);
     }
     void attachCamera() {
@@ -60,7 +60,8 @@ protected:
 
     RecorderTestEnv mEnv;
     LogCapture mCapture;
-    std::unique_ptr<dvrspace::DVR> mService;
+    // Reference counted, like every service object.
+    android::sp<dvrspace::DVR> mService;
     std::unique_ptr<dvrspace::Recorder> mRecorder;
     dvrspace::DVRCameraDevice *mCamera = nullptr;
 };

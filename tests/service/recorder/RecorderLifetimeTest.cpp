@@ -151,6 +151,6 @@ TEST_F(RecorderLifetimeDeathTest, EncoderServiceStateThatCannotBeReadAborts) {
 }
 
 TEST_F(RecorderLifetimeDeathTest, MissingEncoderAborts) {
-    mService = std::make_unique<DVR>();
+    mService = new DVR();
     EXPECT_DEATH(Recorder(9, *mService), "Assertion failed: mEncoder != NULL");
 }

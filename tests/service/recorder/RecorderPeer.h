@@ -4,6 +4,7 @@
 #define DVR_TEST_RECORDER_PEER_H
 
 #include <map>
+#include <mutex>
 #include <string>
 
 #include "DVR.h"
@@ -65,7 +66,11 @@ public:
     }
     // Recipients and service hold each other; a test that releases its
     // service first ends what only the service's destruction ends otherwise.
-    static void forgetDeathRecipients(DVR &service) { service.mDeathRecipients.clear(); }
+    // Under the service lock: a client's death may be handled meanwhile.
+    static void forgetDeathRecipients(DVR &service) {
+        std::lock_guard<std::mutex> serviceGuard(service.mLock);
+        service.mDeathRecipients.clear();
+    }
     // The recorders the service would create for its channels; the caller
     // keeps them (count slots) and takes them back with count 0.
     static void setRecorders(DVR &service, Recorder **recorders, int count) {

@@ -7,10 +7,10 @@
 #include "Recorder.h"
 
 int main() {
-    dvrspace::DVR service;
+    const android::sp<dvrspace::DVR> service = new dvrspace::DVR();
     dvrspace::RecordSettings_t s;
     {
-        dvrspace::Recorder recorder(0, service);
+        dvrspace::Recorder recorder(0, *service);
         recorder.getCurrentSettings(&s);
     }
     printf(
