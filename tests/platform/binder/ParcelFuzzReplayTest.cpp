@@ -1,6 +1,6 @@
 // Runs the Parcel fuzz target on seeds and on pseudo-random inputs in every
 // build, so it stays compiled and its checks run under ASan even where no
-// clang builds the real fuzzer (scripts/fuzz-binder).
+// clang builds the real fuzzer (scripts/fuzz).
 #include <binder/Parcel.h>
 #include <gtest/gtest.h>
 
