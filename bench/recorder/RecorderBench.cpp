@@ -66,15 +66,16 @@ private:
 
 void runVideoRequests(benchmark::State &state, bool simulatedCamera) {
     dvrtest::RecorderTestEnv env;
-    DVR service;
-    Recorder recorder(0, service);
+    // Reference counted: clients' death recipients hold it too.
+    android::sp<DVR> service = new DVR();
+    Recorder recorder(0, *service);
     std::unique_ptr<DVRCameraDevice> camera(
         simulatedCamera ? DVRCameraDeviceFactory::getFactory()->createDevice(0)
                         : new FixedFrameCamera());
     recorder.attachCamera(camera.get());
 
     android::sp<dvrtest::StampClient> client = new dvrtest::StampClient("CAM-0 FRONT DOOR");
-    CallbackManager &manager = DVRPeer::callbackManager(service);
+    CallbackManager &manager = DVRPeer::callbackManager(*service);
     manager.addClient(4321, client);
     manager.addCallbackObject(4321, 7, DVR_CBK_OBJ_STAMP);
     const QVStampSettings_t time{true, 32, 32, QV_DVR_STAMP_FONT_SIZE_MEDIUM, 1, 0};
