@@ -84,7 +84,7 @@ TextBrush::TextBrush(int width, int height, int stride, int format, int fontSize
       mHeight(height),
       mStride(stride),
       mFormat(format),
-      mFontSize(fontSize),
+      mFontSize(fontSize == kDefaultFontSize ? kDefaultFontSizeCode : fontSize),
       mBackground(background),
       mForeground(foreground) {}
 

@@ -11,9 +11,13 @@ class TextBrush {
 public:
     // Pixel format codes.
     static constexpr int kFormatNV12 = 2;  // luma plane, interleaved chroma at stride * height
+    // Font size code that selects the default size, and the size it selects.
+    static constexpr int kDefaultFontSize = 0;
+    static constexpr int kDefaultFontSizeCode = 3;
 
     // fontSize: 1 (smallest, 16 px em) to 5 (64 px em); size 3 (32 px) makes a
-    // 19-character time stamp about 370 by 38 pixels.
+    // 19-character time stamp about 370 by 38 pixels. 0 asks for the default
+    // size, 3: a stamp whose size was never set (cleared to 0) still draws.
     // background, foreground: colour codes 0 to 8 (BT.601 limited-range YUV in
     // TextBrush.cpp):
     //   0 none, 1 black, 2 cyan, 3 red, 4 green, 5 blue, 6 yellow, 7 white,

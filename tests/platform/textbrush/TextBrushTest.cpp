@@ -320,9 +320,20 @@ TEST(TextBrushTest, NullFrameOrTextIsRejected) {
     EXPECT_EQ(-EINVAL, brush.measureText(kStamp, nullptr, &width));
 }
 
-TEST(TextBrushTest, FontSizesOutsideOneToFiveAreRejected) {
+TEST(TextBrushTest, FontSizeZeroDrawsAtTheDefaultSizeThree) {
+    Frame byDefault(640, 64, 640);
+    Frame sizeThree(640, 64, 640);
+    TextBrush defaultBrush(640, 64, 640, kNV12, 0, kBlack, kWhite);
+    TextBrush threeBrush(640, 64, 640, kNV12, 3, kBlack, kWhite);
+    ASSERT_EQ(0, defaultBrush.drawText(4, 4, byDefault.data(), kStamp));
+    ASSERT_EQ(0, threeBrush.drawText(4, 4, sizeThree.data(), kStamp));
+    EXPECT_FALSE(byDefault.unchanged());
+    EXPECT_TRUE(byDefault.bytes() == sizeThree.bytes());
+}
+
+TEST(TextBrushTest, FontSizesOutsideZeroToFiveAreRejected) {
     LogCapture capture;
-    for (int size : {0, 6, -3}) {
+    for (int size : {6, -3}) {
         Frame frame(64, 64, 64);
         TextBrush brush(64, 64, 64, kNV12, size, kBlack, kWhite);
         EXPECT_EQ(-EINVAL, brush.drawText(0, 0, frame.data(), kStamp));
