@@ -82,6 +82,23 @@ TEST_F(RecorderStamp, TimestampIsDrawnInsideItsBoxOnly) {
     EXPECT_EQ(0, changes.outside);
 }
 
+TEST_F(RecorderStamp, FactoryDefaultStampWithoutAFontSizeIsDrawnAtTheDefaultSize) {
+    // The shipped defaults enable the time stamp but carry no font size.
+    mEnv.installShippedConfigWith(
+        {{"DVR_TIMESTAMP_POSX", "100"}, {"DVR_TIMESTAMP_POSY", "60"}, {"DVR_USER_STAMP_EN", "n"}});
+    buildWithCamera();
+    peer().applyStagedSettings();
+    ASSERT_TRUE(settings().timestamp.enabled);
+    ASSERT_EQ(0, settings().timestamp.fontSize);
+    Frame frame;
+    const Frame before = frame;
+    EXPECT_EQ(0, render(frame));
+    const PixelChanges changes =
+        comparePixels(before, frame, {textBox(frame, 100, 60, 3, kSomeTime)});
+    EXPECT_GT(changes.inside, 100);
+    EXPECT_EQ(0, changes.outside);
+}
+
 TEST_F(RecorderStamp, UserTextFromTheStampClientIsDrawnInsideItsBoxOnly) {
     buildWithCamera();
     useStamps(kOff, {true, 400, 500, QV_DVR_STAMP_FONT_SIZE_LARGE, kWhiteSelector, 1000});
