@@ -61,14 +61,16 @@ protected:
         ASSERT_TRUE(mEncoder.waitForStarts(1));
     }
     void TearDown() override {
-        if (mCaptureThread != nullptr) {
-            mCaptureThread->requestExitAndWait();
-            mCaptureThread.clear();
-        }
+        // The encode thread may still push the audio thread's silence block,
+        // which the audio thread owns: stop the consumer first.
         mTarget->preStop();
         mTarget->requestExit();
         mTarget->trigger();
         mTarget->join();
+        if (mCaptureThread != nullptr) {
+            mCaptureThread->requestExitAndWait();
+            mCaptureThread.clear();
+        }
         mTarget.clear();
         RecordingFixture::TearDown();
     }
