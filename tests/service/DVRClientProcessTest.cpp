@@ -322,6 +322,12 @@ TEST_F(DVRClientProcess, KilledClientIsBuriedAndTheServiceGoesOn) {
     ASSERT_TRUE(waitForLog(ANDROID_LOG_WARN, "clientDied", "Client died but keep recording\n"));
     EXPECT_EQ(1u, dvrtest::countLogged(mCapture, ANDROID_LOG_WARN, "DVRService", "binderDied",
                                        "DVR client(PID=" + std::to_string(clientPid) + ") died\n"));
+    // The line is logged just before the client is removed: wait for that.
+    for (int waited = 0;
+         waited < 500 && DVRPeer::callbackManager(*mService).getClient(clientPid) != nullptr;
+         ++waited) {
+        usleep(10000);
+    }
     EXPECT_EQ(nullptr, DVRPeer::callbackManager(*mService).getClient(clientPid));
     // Nobody is subscribed any more; notifications and queries go nowhere.
     mService->doCallback(0, dvrspace::DVR_CBK_OBJ_RECORD, dvrspace::DVR_CBK_RECORD_START,

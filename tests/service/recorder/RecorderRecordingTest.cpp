@@ -145,7 +145,9 @@ TEST_F(RecorderRecording, LateNeedDataAfterTheStopOnlyLogs) {
     startAndWaitForFrames();
     DVRSimulatorControl::injectLateCallback(kEncoderId, DVRSimLateCallback::NeedVideo, 0);
     EXPECT_EQ(DVR_SUCCESS, mRecorder->stopAndWait());
-    EXPECT_EQ(1u, logged(ANDROID_LOG_ERROR, "onNeedData",
+    // The injected late request logs; a regular one that the encoder made
+    // while the stop was under way may log as well.
+    EXPECT_LE(1u, logged(ANDROID_LOG_ERROR, "onNeedData",
                          rec("Receive under unexpect state: DVR_STM_STOPPING (expect: "
                              "DVR_STM_RECORDING)\n")));
 }
