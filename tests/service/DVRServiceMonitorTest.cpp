@@ -24,7 +24,8 @@
 #include "dvr_std.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#include <sanitizer/allocator_interface.h>
+// From the sanitizer runtime; GCC ships no header that declares it.
+extern "C" size_t __sanitizer_get_current_allocated_bytes(void);
 #endif
 
 using namespace dvrspace;
@@ -259,6 +260,8 @@ TEST_F(DVRServiceMonitor, EncoderServiceStoppedWhileTwoChannelsRecordIsRestarted
     EXPECT_EQ(2u, logged(ANDROID_LOG_INFO, "DVRRecorder", "Recorder", " [0] CONSTRUCTOR\n"));
     EXPECT_EQ(2u, logged(ANDROID_LOG_INFO, "DVRRecorder", "Recorder", " [1] CONSTRUCTOR\n"));
 
+    // The last recording channel to stop puts the storage back to idle.
+    EXPECT_EQ(tuningCommands(), (std::vector<std::string>{kTuningRecording, kTuningIdle}));
     // What was recorded before the failure is complete.
     expectComplete(names[0], true);
     expectComplete(names[1], false);

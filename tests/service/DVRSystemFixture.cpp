@@ -8,20 +8,10 @@
 #include "DVRAudioDeviceFactory.h"
 #include "DVRCameraDeviceFactory.h"
 #include "DVREncoderFactory.h"
-#include "DVRSimulatorControl.h"
 #include "RecorderPeer.h"
 #include "SvcStateDir.h"
 
 namespace dvrtest {
-
-namespace {
-
-// The storage-tuning commands write to the device's sysfs: not here.
-int skipCommand(const char *) {
-    return 0;
-}
-
-}  // namespace
 
 void DVRSystemFixture::SetUp() {
     // The service runs threads of its own; a forked child would lack them.
@@ -29,15 +19,9 @@ void DVRSystemFixture::SetUp() {
     // The receiver's name comes from the environment the test sets, never
     // from the one ctest was started in.
     unsetenv("SVC_NAME");
-    dvrspace::DVRSimConfig sim = dvrspace::DVRSimulatorControl::config();
-    sim.pacing = dvrspace::DVRSimPacing::Fast;
-    for (auto &cameraConfig : sim.cameras) {
-        cameraConfig.width = 320;
-        cameraConfig.height = 240;
-        cameraConfig.stride = 320;
-    }
-    dvrspace::DVRSimulatorControl::setConfig(sim);
-    mPreviousRunner = dvrspace::Recorder::setCommandRunner(&skipCommand);
+    useSmallFastCameras();
+    // The storage-tuning commands write to the device's sysfs: not here.
+    mPreviousRunner = countTuningCommands();
 }
 
 void DVRSystemFixture::TearDown() {
