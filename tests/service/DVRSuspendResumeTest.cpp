@@ -13,6 +13,7 @@
 #include <string>
 #include <thread>
 
+#include "CommandResult.h"
 #include "DVRSimulatorControl.h"
 #include "DVRSystemFixture.h"
 #include "MediaProbe.h"
@@ -407,6 +408,25 @@ TEST_F(DVRSuspendResume, SecondResumeConfirmationFindsNothingToEnd) {
     mService->onResumeSuccess();
     EXPECT_EQ(2u, serviceLogged(ANDROID_LOG_INFO, "onResumeSuccess", "STD finalized\n"));
     EXPECT_FALSE(mService->isSuspend());
+}
+
+TEST_F(DVRSuspendResume, WholeCycleFromTheSysmsgToolEndsTheSuspendHandling) {
+    build();
+    // The tool takes the system's end of the channel itself.
+    mSystem.reset();
+    const CommandResult cycle =
+        runCommand(std::string(SYSMSG_TOOL) + " --dir " +
+                   MessageSocketDir::fromEnvironment().path() + " cycle dvr_server");
+    EXPECT_EQ(0, cycle.status) << cycle.err;
+    EXPECT_EQ(
+        "dvr_server hibernationstate suspendsuccess\n"
+        "dvr_server hibernationstate resumesuccess\n",
+        cycle.out);
+    ASSERT_TRUE(
+        waitForLogged(ANDROID_LOG_INFO, "DVRService", "onResumeSuccess", "STD finalized\n", 1));
+    EXPECT_FALSE(mService->isSuspend());
+    EXPECT_TRUE(cameraDelivers(camera(1)));
+    EXPECT_TRUE(audioDelivers(audio(0)));
 }
 
 // The two translations abort for a result outside 0, 1 and -1; the service's
