@@ -56,22 +56,13 @@ std::string withoutLineNumber(const std::string &message) {
     return message.substr(0, colon) + message.substr(close);
 }
 
-DVRSimCameraConfig smallCamera(int id) {
-    DVRSimCameraConfig camera;
-    camera.id = id;
-    camera.width = 320;
-    camera.height = 240;
-    camera.stride = 320;
-    return camera;
-}
-
 class DVRConstruction : public ::testing::Test {
 protected:
     void SetUp() override {
         // The service runs threads of its own; a forked child would lack them.
         GTEST_FLAG_SET(death_test_style, "threadsafe");
         mSim = DVRSimulatorControl::config();
-        mSim.cameras = {smallCamera(10), smallCamera(11)};
+        mSim.cameras = {dvrtest::smallSimCamera(10), dvrtest::smallSimCamera(11)};
     }
     void TearDown() override { mService.clear(); }
 
@@ -166,7 +157,7 @@ TEST_F(DVRConstruction, ConstructedServiceIsRegisteredIdleAndNotSuspended) {
 }
 
 TEST_F(DVRConstruction, IdMapsGiveDenseIndicesInDiscoveryOrder) {
-    mSim.cameras = {smallCamera(12), smallCamera(10)};
+    mSim.cameras = {dvrtest::smallSimCamera(12), dvrtest::smallSimCamera(10)};
     DVRSimAudioConfig second;
     second.id = 7;
     mSim.audioInputs.push_back(second);
@@ -207,9 +198,9 @@ TEST_F(DVRConstruction, ProbesReturnTheListedDevicesWithoutTheFactory) {
 }
 
 TEST_F(DVRConstruction, ProbeOfACameraThatIsNotReadyWarnsAndGivesNull) {
-    mSim.cameras.push_back(smallCamera(12));
+    mSim.cameras.push_back(dvrtest::smallSimCamera(12));
     mSim.cameras.back().createException = DVRSimCreateException::NotReady;
-    mSim.cameras.push_back(smallCamera(13));
+    mSim.cameras.push_back(dvrtest::smallSimCamera(13));
     build();
     mCapture.clear();
     EXPECT_EQ(nullptr, mService->probeCameraDevice(2));
@@ -231,10 +222,10 @@ TEST_F(DVRConstruction, ServiceWithoutCamerasStillHasOneRecorder) {
 }
 
 TEST_F(DVRConstruction, CameraNotReadyAtIndexTwoEndsDiscoveryWithTwoCameras) {
-    mSim.cameras.push_back(smallCamera(12));
+    mSim.cameras.push_back(dvrtest::smallSimCamera(12));
     mSim.cameras.back().createException = DVRSimCreateException::NotReady;
     // Behind the camera that is not ready: never reached.
-    mSim.cameras.push_back(smallCamera(13));
+    mSim.cameras.push_back(dvrtest::smallSimCamera(13));
     mSim.encoder.ids = {100, 101, 102, 103};
     build();
     EXPECT_EQ(2, mService->getCameraCount());
@@ -247,7 +238,7 @@ TEST_F(DVRConstruction, CameraNotReadyAtIndexTwoEndsDiscoveryWithTwoCameras) {
 }
 
 TEST_F(DVRConstruction, CameraBeyondTheAvailableOnesEndsDiscovery) {
-    mSim.cameras.push_back(smallCamera(12));
+    mSim.cameras.push_back(dvrtest::smallSimCamera(12));
     mSim.cameras.back().createException = DVRSimCreateException::NumExceed;
     build();
     EXPECT_EQ(2, mService->getCameraCount());
@@ -264,7 +255,7 @@ TEST_F(DVRConstructionDeathTest, OtherCameraFactoryExceptionEndsTheProcessWithMi
 }
 
 TEST_F(DVRConstructionDeathTest, TwoCamerasWithTheSameIdAbort) {
-    mSim.cameras = {smallCamera(10), smallCamera(10)};
+    mSim.cameras = {dvrtest::smallSimCamera(10), dvrtest::smallSimCamera(10)};
     EXPECT_DEATH(build(),
                  "\\[initializeCameraDevice:[0-9]+\\] Mapping exists! \\(camId:10 --> index:0\\)\n"
                  "(.|\n)*Assertion failed: 0, file DVR.cpp");
