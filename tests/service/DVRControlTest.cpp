@@ -470,9 +470,8 @@ TEST_P(DVRControlFixedResolution, FixedSizeReachesTheRecorderWhichRefusesIt) {
     EXPECT_EQ(1u, dvrtest::countLogged(mCapture, ANDROID_LOG_ERROR, "DVRRecorder", "setResolution",
                                        "Follow input's resolution only...\n"));
     EXPECT_EQ(1u, loggedError("setResolution", "Recorder #0 failed with error code -2\n"));
-    // The refusal keeps the recorder's settings locked for good: leave it,
-    // reachable through gRecorderList, to the end of the process.
-    DVRPeer::takeRecorder(*mService, 0);
+    // The refusal keeps the recorder's settings locked, by this thread.
+    RecorderPeer(*recorder(0)).releaseSettingsLock();
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, DVRControlFixedResolution,

@@ -25,6 +25,9 @@ public:
     }
     void setCurrentFileLength(int seconds) { mRecorder.mCurSettings.fileLength = seconds; }
     void setState(DVRStm_e state) { mRecorder.mState = state; }
+    // A refused explicit resolution leaves the settings lock held by the
+    // calling thread; that thread may release it to destroy the recorder.
+    void releaseSettingsLock() { mRecorder.mSettingsLock.unlock(); }
 
     std::string fileName() const { return mRecorder.mFileName; }
     std::string nextFileName() const { return mRecorder.mNextFileName; }
