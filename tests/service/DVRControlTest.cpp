@@ -278,6 +278,39 @@ TEST_F(DVRControlDeathTest, EncoderIdMappedOutsideTheTableAborts) {
         "(.|\n)*Assertion failed: 0, file DVR.cpp");
 }
 
+TEST_F(DVRControlDeathTest, CameraIdMappedOutsideTheTableAbortsTheAttach) {
+    build();
+    EXPECT_DEATH(
+        {
+            DVRPeer::mapCamera(*mService, 55, 5);
+            mService->attachCamera(encoderId(0), 55);
+        },
+        "\\[attachCamera:[0-9]+\\] Unexpect camera index\\(5\\) gotten from cam_id\\(55\\)!\n"
+        "(.|\n)*Assertion failed: 0, file DVR.cpp");
+}
+
+TEST_F(DVRControlDeathTest, EncoderIdMappedOutsideTheTableAbortsTheAttach) {
+    build();
+    EXPECT_DEATH(
+        {
+            DVRPeer::mapEncoder(*mService, 555, 2);
+            mService->attachAudio(555, kAudioId);
+        },
+        "\\[attachAudio:[0-9]+\\] Unexpect encoder index\\(2\\) gotten from enc_id\\(555\\)!\n"
+        "(.|\n)*Assertion failed: 0, file DVR.cpp");
+}
+
+TEST_F(DVRControlDeathTest, AudioIdMappedOutsideTheTableAbortsTheSamplingRate) {
+    build();
+    EXPECT_DEATH(
+        {
+            DVRPeer::mapAudio(*mService, 33, 1);
+            mService->setSamplingRate(33, 16000);
+        },
+        "\\[setSamplingRate:[0-9]+\\] Unexpect audio index\\(1\\) gotten from aud_id\\(33\\)!\n"
+        "(.|\n)*Assertion failed: 0, file DVR.cpp");
+}
+
 TEST_F(DVRControlDeathTest, NullUserStampAborts) {
     build();
     EXPECT_DEATH(mService->setSelfDefinedStamp(encoderId(0), nullptr),

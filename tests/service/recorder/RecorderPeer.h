@@ -111,6 +111,8 @@ public:
         service.mRecorder[index] = recorder;
     }
     static void mapEncoder(DVR &service, int encId, int index) { service.mEncIdMap[encId] = index; }
+    static void mapCamera(DVR &service, int camId, int index) { service.mCamIdMap[camId] = index; }
+    static void mapAudio(DVR &service, int audId, int index) { service.mAudIdMap[audId] = index; }
     static void unmapEncoder(DVR &service, int encId) { service.mEncIdMap.erase(encId); }
     static DVRCameraDevice *unlistCamera(DVR &service, int index) {
         DVRCameraDevice *camera = service.mCameraList.at(index);
