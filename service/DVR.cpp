@@ -1161,7 +1161,7 @@ DVRResult_e DVR::setSamplingRate(int aud_id, unsigned int rate) {
     }
     for (int i = 0; i < mRecCount; ++i) {
         Recorder *recorder = _recorderAt(i);
-        if (recorder == NULL || recorder->getAttachedAudio() != pAud) {
+        if (recorder == NULL || recorder->getAudioDevice() != pAud) {
             continue;
         }
         const DVRResult_e result = recorder->setSamplingRate(rate);

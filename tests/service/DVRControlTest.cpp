@@ -564,8 +564,7 @@ TEST_F(DVRControl, SamplingRateReachesTheInputAndTheChannelsItFeeds) {
 }
 
 // Each channel's audio input is asked for through the recorder's checked
-// accessor, which warns for a channel without one. DVR.cpp reads the unchecked
-// accessor instead, so this case fails until the service is changed.
+// accessor, which warns for a channel without one.
 TEST_F(DVRControl, SamplingRateAsksEveryChannelForItsAudioInput) {
     build();
     ASSERT_EQ(DVR_SUCCESS, mService->attachAudio(encoderId(1), kAudioId));

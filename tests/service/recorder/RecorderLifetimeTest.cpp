@@ -58,8 +58,14 @@ TEST_F(RecorderLifetime, DestructionUnregistersAndEndsInStateNone) {
 
 TEST_F(RecorderLifetime, ConstructionWaitsUntilTheEncoderServiceRuns) {
     writeEncoderServiceState("stopped");
+    // The service comes up once the recorder has looked twice, however long
+    // the service's start-up before it took.
     std::thread serviceManager([this] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(350));
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (logged(ANDROID_LOG_WARN, "Recorder", rec("es_server NOT ready: stopped\n", 0)) < 2 &&
+               std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
         writeEncoderServiceState("running");
     });
     build();
