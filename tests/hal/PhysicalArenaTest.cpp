@@ -2,6 +2,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "DVRPhysicalArena.h"
@@ -130,4 +131,23 @@ TEST(PhysicalArena, StaleDefaultArenasOfDeadProcessesAreRemoved) {
     EXPECT_NE(0, access(dead.c_str(), F_OK));
     EXPECT_EQ(0, access(alive.c_str(), F_OK));
     EXPECT_EQ(0, access(other.c_str(), F_OK));
+}
+
+TEST(PhysicalArena, FindsTheDefaultArenasOfRunningProcessesOnly) {
+    dvrtest::TempDir dir;
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        _exit(0);
+    }
+    ASSERT_EQ(child, waitpid(child, nullptr, 0));
+    dir.write("dvr-hal-arena-" + std::to_string(child), "x");
+    const std::string alive = dir.write("dvr-hal-arena-" + std::to_string(getpid()), "x");
+    const std::string parent = dir.write("dvr-hal-arena-" + std::to_string(getppid()), "x");
+    dir.write("dvr-hal-arena-notes", "x");
+    dir.write("arena-" + std::to_string(getpid()), "x");
+    std::vector<std::string> expected = {alive, parent};
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(expected, DVRPhysicalArena::findLive(dir.path()));
+    EXPECT_TRUE(DVRPhysicalArena::findLive(dir.file("missing")).empty());
 }
