@@ -56,17 +56,29 @@ const std::string kPlainNotifications =
     "error enc=5 severe 4\n"
     "abnormal enc=5 abnormal 0\n";
 
+// Runs dvrctl watch in the background; its pid goes into pidFile.
+std::future<dvrtest::CommandResult> startWatch(const std::string &arguments,
+                                               const std::string &pidFile) {
+    return std::async(std::launch::async, [=] {
+        return dvrtest::runCommand("{ " + dvrtest::dvrctlCommand("watch " + arguments) +
+                                   " & echo $! > " + pidFile + "; wait $!; }");
+    });
+}
+
+void stopWatch(const std::string &pidFile) {
+    std::string pid;
+    std::ifstream(pidFile) >> pid;
+    ASSERT_FALSE(pid.empty());
+    EXPECT_EQ(0, kill(std::stoi(pid), SIGTERM));
+}
+
 }  // namespace
 
 TEST(DvrctlWatch, PrintsEveryNotificationAnswersTheQueriesAndDetachesOnSigterm) {
     dvrtest::ServiceProcess service(callingBackPlan());
     dvrtest::TempDir dir;
     const std::string pidFile = dir.file("pid");
-    auto watch = std::async(std::launch::async, [&] {
-        return dvrtest::runCommand(
-            "{ " + dvrtest::dvrctlCommand("watch --stamp 'cam %Y' --file-name 'clip-%i-%%.ts'") +
-            " & echo $! > " + pidFile + "; wait $!; }");
-    });
+    auto watch = startWatch("--stamp 'cam %Y' --file-name 'clip-%i-%%.ts'", pidFile);
     const std::vector<std::string> attached = service.waitForTranscriptLines(6);
     ASSERT_EQ(6u, attached.size());
     const std::string pid = clientPid(attached[0]);
@@ -87,8 +99,8 @@ TEST(DvrctlWatch, PrintsEveryNotificationAnswersTheQueriesAndDetachesOnSigterm) 
 
     std::string watchPid;
     std::ifstream(pidFile) >> watchPid;
-    EXPECT_EQ(pid, watchPid);
-    ASSERT_EQ(0, kill(std::stoi(watchPid), SIGTERM));
+    EXPECT_EQ(pid, watchPid);  // the client is dvrctl itself
+    stopWatch(pidFile);
     const dvrtest::CommandResult result = watch.get();
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ(kPlainNotifications, result.out);
@@ -97,8 +109,9 @@ TEST(DvrctlWatch, PrintsEveryNotificationAnswersTheQueriesAndDetachesOnSigterm) 
 
 TEST(DvrctlWatch, LeavesTheQueryBuffersAloneWithoutAnswers) {
     dvrtest::ServiceProcess service(callingBackPlan());
-    auto watch =
-        std::async(std::launch::async, [&] { return dvrtest::runDvrctl("watch --count 5"); });
+    dvrtest::TempDir dir;
+    // Not --count: the queries come after the five notifications.
+    auto watch = startWatch("", dir.file("pid"));
     ASSERT_EQ(6u, service.waitForTranscriptLines(6).size());
     const android::sp<dvrspace::IDVR> dvr = service.connect();
     ASSERT_NE(nullptr, dvr);
@@ -107,6 +120,7 @@ TEST(DvrctlWatch, LeavesTheQueryBuffersAloneWithoutAnswers) {
     ASSERT_EQ(10u, calls.size());
     EXPECT_EQ("callback getStampString -> 0 \"\"", calls[6]);
     EXPECT_EQ("callback fileNameGenerator -> 0 \"\"", calls[7]);
+    stopWatch(dir.file("pid"));
     const dvrtest::CommandResult result = watch.get();
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ(kPlainNotifications, result.out);
