@@ -27,4 +27,13 @@ std::vector<std::string> lines(const std::string &text) {
     return result;
 }
 
+bool listsCommand(const std::string &help, const std::string &command) {
+    for (const std::string &line : lines(help)) {
+        if (line == "  " + command || line.rfind("  " + command + " ", 0) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace dvrtest

@@ -15,6 +15,8 @@ std::string dvrctlCommand(const std::string &arguments);
 CommandResult runDvrctl(const std::string &arguments);
 // text split at line feeds, without them.
 std::vector<std::string> lines(const std::string &text);
+// Whether dvrctl --help's output has a line for command.
+bool listsCommand(const std::string &help, const std::string &command);
 
 }  // namespace dvrtest
 
