@@ -20,6 +20,15 @@ std::unique_ptr<DVRPhysicalArena> makeArena(const dvrtest::TempDir &dir, size_t 
     return arena;
 }
 
+// The pid of a child that has exited and been reaped.
+pid_t deadProcessId() {
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(0);
+    }
+    return child > 0 && waitpid(child, nullptr, 0) == child ? child : -1;
+}
+
 }  // namespace
 
 TEST(PhysicalArena, HandsOutPageAlignedZeroedBuffersWithStablePhysicalAddresses) {
@@ -118,12 +127,8 @@ TEST(PhysicalArena, TheCreatorRemovesItsFile) {
 
 TEST(PhysicalArena, StaleDefaultArenasOfDeadProcessesAreRemoved) {
     dvrtest::TempDir dir;
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        _exit(0);
-    }
-    ASSERT_EQ(child, waitpid(child, nullptr, 0));
+    const pid_t child = deadProcessId();
+    ASSERT_GT(child, 0);
     const std::string dead = dir.write("dvr-hal-arena-" + std::to_string(child), "x");
     const std::string alive = dir.write("dvr-hal-arena-" + std::to_string(getpid()), "x");
     const std::string other = dir.write("dvr-hal-arena-notes", "x");
@@ -135,12 +140,8 @@ TEST(PhysicalArena, StaleDefaultArenasOfDeadProcessesAreRemoved) {
 
 TEST(PhysicalArena, FindsTheDefaultArenasOfRunningProcessesOnly) {
     dvrtest::TempDir dir;
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        _exit(0);
-    }
-    ASSERT_EQ(child, waitpid(child, nullptr, 0));
+    const pid_t child = deadProcessId();
+    ASSERT_GT(child, 0);
     dir.write("dvr-hal-arena-" + std::to_string(child), "x");
     const std::string alive = dir.write("dvr-hal-arena-" + std::to_string(getpid()), "x");
     const std::string parent = dir.write("dvr-hal-arena-" + std::to_string(getppid()), "x");

@@ -106,79 +106,81 @@ void expectQuadrants(const std::string &path) {
     }
 }
 
+// An arena with the frame in a temporary directory, and the test service
+// answering takeSnapshot with it.
+class DvrctlSnapshot : public ::testing::Test {
+protected:
+    void SetUp() override {
+        mFrame = placeFrame(arenaPath());
+        ASSERT_NE(nullptr, mFrame.arena);
+    }
+
+    std::string arenaPath() const { return mDir.file("arena"); }
+    std::string pngPath() const { return mDir.file("frame.png"); }
+    dvrtest::RecordingDVR::Plan planWithFrame() const {
+        dvrtest::RecordingDVR::Plan plan;
+        plan.snapshot = mFrame.snapshot;
+        return plan;
+    }
+
+    dvrtest::TempDir mDir;
+    ArenaFrame mFrame;
+};
+
 }  // namespace
 
-TEST(DvrctlSnapshot, WritesTheFrameFromTheArenaAsAnRgbPng) {
-    dvrtest::TempDir dir;
-    ArenaFrame frame = placeFrame(dir.file("arena"));
-    ASSERT_NE(nullptr, frame.arena);
-    dvrtest::RecordingDVR::Plan plan;
-    plan.snapshot = frame.snapshot;
-    dvrtest::ServiceProcess service(plan);
-    const std::string png = dir.file("frame.png");
+TEST_F(DvrctlSnapshot, WritesTheFrameFromTheArenaAsAnRgbPng) {
+    dvrtest::ServiceProcess service(planWithFrame());
     const dvrtest::CommandResult result =
-        dvrtest::runDvrctl("snapshot 3 " + png + " --arena " + dir.file("arena"));
+        dvrtest::runDvrctl("snapshot 3 " + pngPath() + " --arena " + arenaPath());
     EXPECT_EQ(0, result.status) << result.err;
-    EXPECT_EQ("result: 0\nfile: " + png + "\narena: " + dir.file("arena") +
+    EXPECT_EQ("result: 0\nfile: " + pngPath() + "\narena: " + arenaPath() +
                   "\nwidth: 8\nheight: 4\ntimestamp: 42\n",
               result.out);
     EXPECT_EQ((std::vector<std::string>{
                   "33 takeSnapshot(3, {planePA=0u,0u width=0 height=0 stride=0 timestamp=0})"}),
               service.waitForTranscriptLines(1));
-    expectQuadrants(png);
+    expectQuadrants(pngPath());
 }
 
-TEST(DvrctlSnapshot, FindsTheArenaThroughTheEnvironment) {
-    dvrtest::TempDir dir;
-    ArenaFrame frame = placeFrame(dir.file("arena"));
-    ASSERT_NE(nullptr, frame.arena);
-    dvrtest::RecordingDVR::Plan plan;
-    plan.snapshot = frame.snapshot;
-    dvrtest::ServiceProcess service(plan);
-    const std::string png = dir.file("frame.png");
+TEST_F(DvrctlSnapshot, FindsTheArenaThroughTheEnvironment) {
+    dvrtest::ServiceProcess service(planWithFrame());
     const dvrtest::CommandResult result = dvrtest::runCommand(
-        "DVR_ARENA=" + dir.file("arena") + " " + dvrtest::dvrctlCommand("snapshot 3 " + png));
+        "DVR_ARENA=" + arenaPath() + " " + dvrtest::dvrctlCommand("snapshot 3 " + pngPath()));
     EXPECT_EQ(0, result.status) << result.err;
-    expectQuadrants(png);
+    expectQuadrants(pngPath());
 }
 
-TEST(DvrctlSnapshot, AFrameOutsideTheArenaIsAnError) {
-    dvrtest::TempDir dir;
-    ArenaFrame frame = placeFrame(dir.file("arena"));
-    ASSERT_NE(nullptr, frame.arena);
-    dvrtest::RecordingDVR::Plan plan;
-    plan.snapshot = frame.snapshot;
+TEST_F(DvrctlSnapshot, AFrameOutsideTheArenaIsAnError) {
+    dvrtest::RecordingDVR::Plan plan = planWithFrame();
     plan.snapshot.planePA[1] = 0x1000;
     dvrtest::ServiceProcess service(plan);
-    const std::string png = dir.file("frame.png");
     const dvrtest::CommandResult result =
-        dvrtest::runDvrctl("snapshot 3 " + png + " --arena " + dir.file("arena"));
+        dvrtest::runDvrctl("snapshot 3 " + pngPath() + " --arena " + arenaPath());
     EXPECT_EQ(1, result.status);
-    EXPECT_EQ("dvrctl: the frame's planes do not lie in the arena " + dir.file("arena") + "\n",
+    EXPECT_EQ("dvrctl: the frame's planes do not lie in the arena " + arenaPath() + "\n",
               result.err);
-    EXPECT_NE(0, access(png.c_str(), F_OK));
+    EXPECT_NE(0, access(pngPath().c_str(), F_OK));
 }
 
-TEST(DvrctlSnapshot, AMissingArenaIsAnErrorBeforeTheServiceIsAsked) {
-    dvrtest::TempDir dir;
-    dvrtest::ServiceProcess service(dvrtest::RecordingDVR::Plan{});
-    const dvrtest::CommandResult result = dvrtest::runDvrctl("snapshot 3 " + dir.file("frame.png") +
-                                                             " --arena " + dir.file("missing"));
+TEST_F(DvrctlSnapshot, AMissingArenaIsAnErrorBeforeTheServiceIsAsked) {
+    dvrtest::ServiceProcess service(planWithFrame());
+    const std::string missing = mDir.file("missing");
+    const dvrtest::CommandResult result =
+        dvrtest::runDvrctl("snapshot 3 " + pngPath() + " --arena " + missing);
     EXPECT_EQ(1, result.status);
-    EXPECT_NE(std::string::npos, result.err.find(dir.file("missing"))) << result.err;
+    EXPECT_NE(std::string::npos, result.err.find(missing)) << result.err;
     EXPECT_EQ("", result.out);
     EXPECT_TRUE(service.newTranscriptLines().empty());
 }
 
-TEST(DvrctlSnapshot, AFailedSnapshotExitsWithOne) {
-    dvrtest::TempDir dir;
-    ArenaFrame frame = placeFrame(dir.file("arena"));
-    ASSERT_NE(nullptr, frame.arena);
-    dvrtest::RecordingDVR::Plan plan;
+TEST_F(DvrctlSnapshot, AFailedSnapshotExitsWithOne) {
+    dvrtest::RecordingDVR::Plan plan = planWithFrame();
     plan.results["takeSnapshot"] = -1;
     dvrtest::ServiceProcess service(plan);
     const dvrtest::CommandResult result =
-        dvrtest::runDvrctl("snapshot 3 " + dir.file("frame.png") + " --arena " + dir.file("arena"));
+        dvrtest::runDvrctl("snapshot 3 " + pngPath() + " --arena " + arenaPath());
     EXPECT_EQ(1, result.status);
     EXPECT_EQ("-1\n", result.out);
+    EXPECT_NE(0, access(pngPath().c_str(), F_OK));
 }

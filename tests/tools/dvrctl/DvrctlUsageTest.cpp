@@ -3,67 +3,17 @@
 #include <gtest/gtest.h>
 
 #include "DvrctlTool.h"
+#include "IDVROperations.h"
 #include "TempDir.h"
 
 namespace {
 
-const std::vector<std::string> kCommands = {"registerCallback",
-                                            "unregisterCallback",
-                                            "establishCallback",
-                                            "destroyCallback",
-                                            "startRecordAll",
-                                            "stopRecordAll",
-                                            "applySettingsAll",
-                                            "abandonNewSettingsAll",
-                                            "factoryReset",
-                                            "setCameraSources",
-                                            "setAudioRecording",
-                                            "getAudioRecording",
-                                            "getCameraCount",
-                                            "getCamera",
-                                            "getAudioCount",
-                                            "getAudio",
-                                            "getSupportSamplingRate",
-                                            "getRecorderCount",
-                                            "getEncoder",
-                                            "attachCamera",
-                                            "detachCamera",
-                                            "getAttachedCamera",
-                                            "attachAudio",
-                                            "detachAudio",
-                                            "getAttachedAudio",
-                                            "startRecord",
-                                            "stopRecord",
-                                            "autoNextFile",
-                                            "nextFile",
-                                            "setStoragePath",
-                                            "setFileNameFormat",
-                                            "applySettings",
-                                            "abandonNewSettings",
-                                            "takeSnapshot",
-                                            "setOutputFormat",
-                                            "setBitRate",
-                                            "setFrameRate",
-                                            "setResolution",
-                                            "setFileLength",
-                                            "setTimestamp",
-                                            "setSelfDefinedStamp",
-                                            "isSettingChanged",
-                                            "getCurrentState",
-                                            "getEncoderCapability",
-                                            "getOutputFormat",
-                                            "getBitRate",
-                                            "getFrameRate",
-                                            "getResolution",
-                                            "getFileLength",
-                                            "getTimestampSetting",
-                                            "getSelfDefinedStampSetting",
-                                            "getCameraCapability",
-                                            "getAudioCapability",
-                                            "setSamplingRate",
-                                            "watch",
-                                            "status",
-                                            "snapshot"};
+// Every operation's command, then the composite ones.
+std::vector<std::string> allCommands() {
+    std::vector<std::string> commands = dvrtest::idvrOperations();
+    commands.insert(commands.end(), {"watch", "status", "snapshot"});
+    return commands;
+}
 
 // dvrctl with a binder directory where no service ever appears: a usage error
 // must be reported before dvrctl would wait for one.
@@ -88,7 +38,7 @@ protected:
 }  // namespace
 
 TEST(DvrctlCommandHelp, EveryCommandPrintsItsUsage) {
-    for (const std::string &command : kCommands) {
+    for (const std::string &command : allCommands()) {
         const dvrtest::CommandResult result =
             dvrtest::runCommand(std::string(DVRCTL_TOOL) + " " + command + " --help");
         EXPECT_EQ(0, result.status) << command;
@@ -102,7 +52,7 @@ TEST(DvrctlCommandHelp, EveryCommandPrintsItsUsage) {
 TEST_F(DvrctlUsage, HelpListsEveryCommand) {
     const dvrtest::CommandResult result = dvrctl("--help");
     EXPECT_EQ(0, result.status);
-    for (const std::string &command : kCommands) {
+    for (const std::string &command : allCommands()) {
         EXPECT_TRUE(dvrtest::listsCommand(result.out, command)) << command;
     }
 }
