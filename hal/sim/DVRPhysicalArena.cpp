@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -31,6 +32,28 @@ constexpr char kDefaultPrefix[] = "dvr-hal-arena-";
 size_t roundUpToPage(size_t size) {
     return (size + DVRPhysicalArena::kPageSize - 1) / DVRPhysicalArena::kPageSize *
            DVRPhysicalArena::kPageSize;
+}
+
+// The default-named arenas in directory with the process id in their names.
+std::vector<std::pair<std::string, pid_t>> defaultNamedArenas(const std::string &directory) {
+    std::vector<std::pair<std::string, pid_t>> arenas;
+    DIR *listing = opendir(directory.c_str());
+    if (listing == nullptr) {
+        return arenas;
+    }
+    const size_t prefixLength = std::strlen(kDefaultPrefix);
+    while (const dirent *entry = readdir(listing)) {
+        if (std::strncmp(entry->d_name, kDefaultPrefix, prefixLength) != 0) {
+            continue;
+        }
+        char *end = nullptr;
+        const long pid = std::strtol(entry->d_name + prefixLength, &end, 10);
+        if (pid > 0 && *end == '\0') {
+            arenas.emplace_back(entry->d_name, static_cast<pid_t>(pid));
+        }
+    }
+    closedir(listing);
+    return arenas;
 }
 
 std::string describeErrno(const std::string &what, const std::string &path) {
@@ -118,22 +141,23 @@ std::string DVRPhysicalArena::defaultPath() {
 }
 
 void DVRPhysicalArena::removeStale(const std::string &directory) {
-    DIR *listing = opendir(directory.c_str());
-    if (listing == nullptr) {
-        return;
-    }
-    const size_t prefixLength = std::strlen(kDefaultPrefix);
-    while (const dirent *entry = readdir(listing)) {
-        if (std::strncmp(entry->d_name, kDefaultPrefix, prefixLength) != 0) {
-            continue;
-        }
-        char *end = nullptr;
-        const long pid = std::strtol(entry->d_name + prefixLength, &end, 10);
-        if (pid > 0 && *end == '\0' && kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH) {
-            unlink((directory + "/" + entry->d_name).c_str());
+    for (const auto &[name, pid] : defaultNamedArenas(directory)) {
+        if (kill(pid, 0) != 0 && errno == ESRCH) {
+            unlink((directory + "/" + name).c_str());
         }
     }
-    closedir(listing);
+}
+
+std::vector<std::string> DVRPhysicalArena::findLive(const std::string &directory) {
+    std::vector<std::string> paths;
+    for (const auto &[name, pid] : defaultNamedArenas(directory)) {
+        // EPERM: the process runs under another user.
+        if (kill(pid, 0) == 0 || errno == EPERM) {
+            paths.push_back(directory + "/" + name);
+        }
+    }
+    std::sort(paths.begin(), paths.end());
+    return paths;
 }
 
 DVRPhysicalArena::DVRPhysicalArena(std::string path, uint8_t *map, size_t size, uint32_t base,

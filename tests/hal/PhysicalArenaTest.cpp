@@ -2,6 +2,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "DVRPhysicalArena.h"
@@ -17,6 +18,15 @@ std::unique_ptr<DVRPhysicalArena> makeArena(const dvrtest::TempDir &dir, size_t 
         DVRPhysicalArena::create(dir.file("arena"), bytes, DVRPhysicalArena::kDefaultBase, &error);
     EXPECT_NE(nullptr, arena) << error;
     return arena;
+}
+
+// The pid of a child that has exited and been reaped.
+pid_t deadProcessId() {
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(0);
+    }
+    return child > 0 && waitpid(child, nullptr, 0) == child ? child : -1;
 }
 
 }  // namespace
@@ -117,12 +127,8 @@ TEST(PhysicalArena, TheCreatorRemovesItsFile) {
 
 TEST(PhysicalArena, StaleDefaultArenasOfDeadProcessesAreRemoved) {
     dvrtest::TempDir dir;
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        _exit(0);
-    }
-    ASSERT_EQ(child, waitpid(child, nullptr, 0));
+    const pid_t child = deadProcessId();
+    ASSERT_GT(child, 0);
     const std::string dead = dir.write("dvr-hal-arena-" + std::to_string(child), "x");
     const std::string alive = dir.write("dvr-hal-arena-" + std::to_string(getpid()), "x");
     const std::string other = dir.write("dvr-hal-arena-notes", "x");
@@ -130,4 +136,19 @@ TEST(PhysicalArena, StaleDefaultArenasOfDeadProcessesAreRemoved) {
     EXPECT_NE(0, access(dead.c_str(), F_OK));
     EXPECT_EQ(0, access(alive.c_str(), F_OK));
     EXPECT_EQ(0, access(other.c_str(), F_OK));
+}
+
+TEST(PhysicalArena, FindsTheDefaultArenasOfRunningProcessesOnly) {
+    dvrtest::TempDir dir;
+    const pid_t child = deadProcessId();
+    ASSERT_GT(child, 0);
+    dir.write("dvr-hal-arena-" + std::to_string(child), "x");
+    const std::string alive = dir.write("dvr-hal-arena-" + std::to_string(getpid()), "x");
+    const std::string parent = dir.write("dvr-hal-arena-" + std::to_string(getppid()), "x");
+    dir.write("dvr-hal-arena-notes", "x");
+    dir.write("arena-" + std::to_string(getpid()), "x");
+    std::vector<std::string> expected = {alive, parent};
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(expected, DVRPhysicalArena::findLive(dir.path()));
+    EXPECT_TRUE(DVRPhysicalArena::findLive(dir.file("missing")).empty());
 }

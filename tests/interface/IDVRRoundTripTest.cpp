@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "Describe.h"
+#include "IDVROperations.h"
 #include "RecordingCallback.h"
 #include "ServiceProcess.h"
 
@@ -295,63 +296,8 @@ TEST_F(IDVRRoundTrip, DeviceCapabilitiesAndSamplingRateCarryEveryField) {
 }
 
 TEST_F(IDVRRoundTrip, EveryTransactionCodeReachesItsOperationInInterfaceOrder) {
-    const char *const interfaceOrder[] = {
-        "registerCallback",
-        "unregisterCallback",
-        "establishCallback",
-        "destroyCallback",
-        "startRecordAll",
-        "stopRecordAll",
-        "applySettingsAll",
-        "abandonNewSettingsAll",
-        "factoryReset",
-        "setCameraSources",
-        "setAudioRecording",
-        "getAudioRecording",
-        "getCameraCount",
-        "getCamera",
-        "getAudioCount",
-        "getAudio",
-        "getSupportSamplingRate",
-        "getRecorderCount",
-        "getEncoder",
-        "attachCamera",
-        "detachCamera",
-        "getAttachedCamera",
-        "attachAudio",
-        "detachAudio",
-        "getAttachedAudio",
-        "startRecord",
-        "stopRecord",
-        "autoNextFile",
-        "nextFile",
-        "setStoragePath",
-        "setFileNameFormat",
-        "applySettings",
-        "abandonNewSettings",
-        "takeSnapshot",
-        "setOutputFormat",
-        "setBitRate",
-        "setFrameRate",
-        "setResolution",
-        "setFileLength",
-        "setTimestamp",
-        "setSelfDefinedStamp",
-        "isSettingChanged",
-        "getCurrentState",
-        "getEncoderCapability",
-        "getOutputFormat",
-        "getBitRate",
-        "getFrameRate",
-        "getResolution",
-        "getFileLength",
-        "getTimestampSetting",
-        "getSelfDefinedStampSetting",
-        "getCameraCapability",
-        "getAudioCapability",
-        "setSamplingRate",
-    };
-    ASSERT_EQ(54u, std::size(interfaceOrder));
+    const std::vector<std::string> &interfaceOrder = dvrtest::idvrOperations();
+    ASSERT_EQ(54u, interfaceOrder.size());
 
     int id = 0;
     QVDVRDeviceType_e type{};

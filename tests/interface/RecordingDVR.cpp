@@ -61,6 +61,10 @@ DVRResult_e RecordingDVR::plannedResult(const char *operation) const {
     return static_cast<DVRResult_e>(result != mPlan.results.end() ? result->second : 0);
 }
 
+int RecordingDVR::plannedId(const std::vector<int> &ids, int index) const {
+    return index >= 0 && static_cast<size_t>(index) < ids.size() ? ids[index] : mPlan.outId;
+}
+
 template <typename T>
 DVRResult_e RecordingDVR::fill(const char *operation, T *target, const T &value) {
     if (target == nullptr) {
@@ -176,7 +180,7 @@ DVRResult_e RecordingDVR::getCamera(int index, int *camId, QVDVRDeviceType_e *ty
     if (camId == nullptr || type == nullptr) {
         return DVR_INVALID_ARGUMENT;
     }
-    *camId = mPlan.outId;
+    *camId = plannedId(mPlan.cameraIds, index);
     *type = mPlan.deviceType;
     return plannedResult("getCamera");
 }
@@ -188,7 +192,7 @@ int RecordingDVR::getAudioCount() {
 
 DVRResult_e RecordingDVR::getAudio(int index, int *audId) {
     record("getAudio", index, audId);
-    return fill("getAudio", audId, mPlan.outId);
+    return fill("getAudio", audId, plannedId(mPlan.audioIds, index));
 }
 
 std::set<unsigned int> RecordingDVR::getSupportSamplingRate() {
@@ -203,7 +207,7 @@ int RecordingDVR::getRecorderCount() {
 
 DVRResult_e RecordingDVR::getEncoder(int index, int *encId) {
     record("getEncoder", index, encId);
-    return fill("getEncoder", encId, mPlan.outId);
+    return fill("getEncoder", encId, plannedId(mPlan.encoderIds, index));
 }
 
 DVRResult_e RecordingDVR::attachCamera(int enc_id, int cam_id) {

@@ -11,6 +11,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "IDVR.h"
 
@@ -25,6 +26,11 @@ public:
         std::map<std::string, int> results;
         bool flag = false;  // every bool result
         int outId = 0;      // every id or index written through a pointer
+        // getEncoder's, getCamera's and getAudio's ids by index; outId for an
+        // index beyond them.
+        std::vector<int> encoderIds;
+        std::vector<int> cameraIds;
+        std::vector<int> audioIds;
         dvrspace::QVDVRDeviceType_e deviceType = dvrspace::QV_DVR_DEVICE_TYPE_UNKNOWN;
         std::set<unsigned int> samplingRates;
         dvrspace::SnapshotPA_t snapshot{};
@@ -117,6 +123,7 @@ private:
     void record(const char *operation, const A &...arguments);
     void writeLine(const std::string &line);
     dvrspace::DVRResult_e plannedResult(const char *operation) const;
+    int plannedId(const std::vector<int> &ids, int index) const;
     // Writes value through target, or answers -2 for a NULL target.
     template <typename T>
     dvrspace::DVRResult_e fill(const char *operation, T *target, const T &value);

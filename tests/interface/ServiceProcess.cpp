@@ -19,8 +19,6 @@ namespace dvrtest {
 
 namespace {
 
-const char *const kServiceName = "dvr_interface_test";
-
 // Set once this process used binder: a later fork would copy a thread pool
 // whose threads do not exist in the child.
 bool gBinderStarted = false;

@@ -18,6 +18,9 @@ namespace dvrtest {
 
 class ServiceProcess {
 public:
+    // The name the service is published under.
+    static constexpr const char *kServiceName = "dvr_interface_test";
+
     explicit ServiceProcess(const RecordingDVR::Plan &plan);
     ~ServiceProcess();
     ServiceProcess(const ServiceProcess &) = delete;

@@ -19,6 +19,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace dvrspace {
 
@@ -49,6 +50,9 @@ public:
     // Removes the default-named arenas in directory whose processes no longer
     // run (they crashed or were killed before removing their file).
     static void removeStale(const std::string &directory);
+    // The default-named arenas in directory whose processes still run, as
+    // paths in name order (a snapshot tool looks for the service's arena).
+    static std::vector<std::string> findLive(const std::string &directory);
 
     ~DVRPhysicalArena();
     DVRPhysicalArena(const DVRPhysicalArena &) = delete;
