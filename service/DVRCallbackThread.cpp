@@ -11,12 +11,12 @@ namespace dvrspace {
 
 namespace {
 
-constexpr int32_t kReservedValue = 300000;
+constexpr int32_t kIdleIntervalUs = 300000;
 
 }  // namespace
 
 DVRCallbackThread::DVRCallbackThread()
-    : android::Thread(true), mReserved(kReservedValue), mStopping(false) {
+    : android::Thread(true), mIntervalUs(kIdleIntervalUs), mStopping(false) {
     mMsgQueue.flush();
 }
 

@@ -31,19 +31,22 @@ public:
     // from a thread other than this one.
     android::status_t exitAndWait();
 
+    // The service sets this interval (microseconds) to 30000 while any
+    // recorder records and back to 300000 when the last one stops; delivery
+    // does not depend on it. Any thread.
+    void setInterval(int32_t intervalUs) { mIntervalUs = intervalUs; }
+    int32_t interval() const { return mIntervalUs; }
+
 protected:
     // Delivers one record; false ends the thread. An unknown command aborts.
     bool threadLoop() override;
 
 private:
-    friend class DVRCallbackThreadPeer;  // test access to the kept member
-
     // Pause between two looks at the queue while it drains.
     static constexpr unsigned int kDrainPollUs = 10000;
 
     DVRMessageQueue<CbkInfo_t> mMsgQueue;
-    // Kept at 300000 for layout compatibility; nothing reads it.
-    int32_t mReserved;
+    std::atomic<int32_t> mIntervalUs;
     // Set by exitAndWait when the queue stops: a failed receive then ends the thread.
     std::atomic<bool> mStopping;
 };

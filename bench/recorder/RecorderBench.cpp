@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "DVR.h"
-#include "DVRCameraDeviceFactory.h"
 #include "Recorder.h"
 #include "RecorderPeer.h"
 #include "RecorderTestEnv.h"
@@ -68,11 +67,9 @@ void runVideoRequests(benchmark::State &state, bool simulatedCamera) {
     dvrtest::RecorderTestEnv env;
     // Reference counted: clients' death recipients hold it too.
     android::sp<DVR> service = new DVR();
-    Recorder recorder(0, *service);
-    std::unique_ptr<DVRCameraDevice> camera(
-        simulatedCamera ? DVRCameraDeviceFactory::getFactory()->createDevice(0)
-                        : new FixedFrameCamera());
-    recorder.attachCamera(camera.get());
+    Recorder &recorder = *DVRPeer::recorder(*service, 0);
+    FixedFrameCamera fixedCamera;
+    recorder.attachCamera(simulatedCamera ? DVRPeer::camera(*service, 0) : &fixedCamera);
 
     android::sp<dvrtest::StampClient> client = new dvrtest::StampClient("CAM-0 FRONT DOOR");
     CallbackManager &manager = DVRPeer::callbackManager(*service);

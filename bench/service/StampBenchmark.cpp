@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "DVR.h"
-#include "DVRCameraDeviceFactory.h"
 #include "Recorder.h"
 #include "RecorderPeer.h"
 #include "RecorderTestEnv.h"
@@ -32,7 +31,7 @@ constexpr const char *kUserText = "CAM 1 GATE NORTH";
 struct Bench {
     std::unique_ptr<dvrtest::RecorderTestEnv> env;
     android::sp<DVR> service;
-    std::unique_ptr<Recorder> recorder;
+    Recorder *recorder = nullptr;  // the service's
     DVRCameraDevice *camera = nullptr;
     std::vector<uint8_t> frame;
     pid_t clientPid = -1;
@@ -106,8 +105,8 @@ int main(int argc, char **argv) {
     android::ProcessState::self()->startThreadPool();
 
     gBench.service = new DVR();
-    gBench.recorder = std::make_unique<Recorder>(0, *gBench.service);
-    gBench.camera = DVRCameraDeviceFactory::getFactory()->createDevice(0);
+    gBench.recorder = DVRPeer::recorder(*gBench.service, 0);
+    gBench.camera = DVRPeer::camera(*gBench.service, 0);
     gBench.recorder->attachCamera(gBench.camera);
     const QVStampSettings_t timestamp{true, 16, 16, QV_DVR_STAMP_FONT_SIZE_MEDIUM, 1, 0};
     const QVStampSettings_t user{true, 16, 1000, QV_DVR_STAMP_FONT_SIZE_MEDIUM, 1, 0};
@@ -122,9 +121,6 @@ int main(int argc, char **argv) {
 
     kill(gBench.clientPid, SIGKILL);
     waitpid(gBench.clientPid, nullptr, 0);
-    gBench.recorder->detachCamera();
-    gBench.recorder.reset();
-    delete gBench.camera;
     gBench.service.clear();
     gBench.env.reset();
     return 0;

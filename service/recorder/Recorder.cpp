@@ -55,7 +55,6 @@ constexpr int DVRCAM_SRC_SEL_POS = 480;
 // Text values: three characters and the terminator.
 constexpr int kSettingTextSize = 4;
 
-constexpr const char *SVC_MON_INIT_NAME = "init";
 constexpr const char *kServiceRunning = "running";
 constexpr useconds_t kServicePollUs = 100000;
 
@@ -249,7 +248,7 @@ void onErrorCallback(int id, DVRErrorServerity_e severity, int code) {
     pRec->onError(severity, code);
 }
 
-Recorder::Recorder(int encoderId, DVR &service)
+Recorder::Recorder(int index, DVR &service)
     : mState(DVR_STM_NONE),
       mCamera(nullptr),
       mAudio(nullptr),
@@ -262,7 +261,7 @@ Recorder::Recorder(int encoderId, DVR &service)
       mFileNameGenerator(nullptr),
       mbAutoNextFile(false),
       mInCallback(false) {
-    REC_LOGI(encoderId, "CONSTRUCTOR\n");
+    REC_LOGI(index, "CONSTRUCTOR\n");
     SWITCH_STATE(DVR_STM_NONE);
     memset(&mFileNameLock, 0, sizeof(mFileNameLock));
 
@@ -277,7 +276,7 @@ Recorder::Recorder(int encoderId, DVR &service)
     int smRet = svc_mon_state_get(svcmon, SVC_MON_INIT_NAME, es_name, stateText);
     DVR_ASSERT(smRet == SVC_MON_NOERROR);
     while (strcmp(stateText, kServiceRunning) != 0) {
-        REC_LOGW(encoderId, "es_server NOT ready: %s\n", stateText);
+        REC_LOGW(index, "es_server NOT ready: %s\n", stateText);
         usleep(kServicePollUs);
         memset(stateText, 0, sizeof(stateText));
         smRet = svc_mon_state_get(svcmon, SVC_MON_INIT_NAME, es_name, stateText);
@@ -285,7 +284,7 @@ Recorder::Recorder(int encoderId, DVR &service)
     }
 
     mEncoder = DVREncoderFactory::getFactory()->getEncoder(
-        encoderId, OnRecordStartCallback, onRecordFinishCallback, onFileFinishCallback,
+        index, OnRecordStartCallback, onRecordFinishCallback, onFileFinishCallback,
         onNeedDataCallback, onErrorCallback);
     DVR_ASSERT(mEncoder != NULL);
 
@@ -316,7 +315,7 @@ Recorder::Recorder(int encoderId, DVR &service)
 }
 
 Recorder::~Recorder() {
-    REC_LOGI(_encoderId(), "DESTRUCTOR\n");
+    REC_LOGI(getEncoderId(), "DESTRUCTOR\n");
 
     if (mTriggerEncodeThread != nullptr) {
         const android::status_t st = mTriggerEncodeThread->requestExitAndWait();
@@ -339,13 +338,13 @@ Recorder::~Recorder() {
     const bool cameraAttached = mCamera != nullptr;
     const bool audioAttached = mAudio != nullptr;
     if (cameraAttached) {
-        REC_LOGE(_encoderId(),
+        REC_LOGE(getEncoderId(),
                  "Camera device does not detach! Please call Recorder::detachCamera() before "
                  "releasing Recorder instance!\n");
         mCamera = nullptr;
         DVR_ASSERT(!cameraAttached);
     } else if (audioAttached) {
-        REC_LOGE(_encoderId(),
+        REC_LOGE(getEncoderId(),
                  "Audio device does not detach! Please call Recorder::detachAudio() before "
                  "releasing Recorder instance!\n");
         mAudio = nullptr;
@@ -379,7 +378,7 @@ void Recorder::attachCamera(DVRCameraDevice *pCamDev) {
     std::lock_guard<std::mutex> deviceGuard(mDeviceLock);
     DVR_ASSERT(pCamDev != NULL);
     if (mCamera != nullptr) {
-        REC_LOGW(_encoderId(), "Already attached\n");
+        REC_LOGW(getEncoderId(), "Already attached\n");
         return;
     }
     mCamera = pCamDev;
@@ -388,7 +387,7 @@ void Recorder::attachCamera(DVRCameraDevice *pCamDev) {
 
 void Recorder::attachAudio(DVRAudioDevice *pAudDev) {
     if (mAudio != nullptr) {
-        REC_LOGW(_encoderId(), "Already attached\n");
+        REC_LOGW(getEncoderId(), "Already attached\n");
         return;
     }
     {
@@ -423,7 +422,7 @@ void Recorder::detachAudio() {
 DVRCameraDevice *Recorder::getCameraDevice() {
     std::lock_guard<std::mutex> deviceGuard(mDeviceLock);
     if (mCamera == nullptr) {
-        REC_LOGW(_encoderId(), "Camera device does NOT exist!\n");
+        REC_LOGW(getEncoderId(), "Camera device does NOT exist!\n");
     }
     return mCamera;
 }
@@ -431,7 +430,7 @@ DVRCameraDevice *Recorder::getCameraDevice() {
 DVRAudioDevice *Recorder::getAudioDevice() {
     std::lock_guard<std::mutex> deviceGuard(mDeviceLock);
     if (mAudio == nullptr) {
-        REC_LOGW(_encoderId(), "Audio device does NOT exist!\n");
+        REC_LOGW(getEncoderId(), "Audio device does NOT exist!\n");
     }
     return mAudio;
 }
@@ -460,11 +459,11 @@ void Recorder::_countRecordingStop() {
 DVRResult_e Recorder::start() {
     std::lock_guard<std::mutex> stateGuard(mStateLock);
     if (mService.isSuspend()) {
-        REC_LOGE(_encoderId(), "Invalid operation during suspend\n");
+        REC_LOGE(getEncoderId(), "Invalid operation during suspend\n");
         return DVR_INVALID_OPERATION;
     }
     if (mState != DVR_STM_READY) {
-        REC_LOGE(_encoderId(), "Invalid operation under state: %s\n", stm_toString(mState));
+        REC_LOGE(getEncoderId(), "Invalid operation under state: %s\n", stm_toString(mState));
         return DVR_INVALID_OPERATION;
     }
     DVR_ASSERT(mEncoder != NULL);
@@ -472,7 +471,7 @@ DVRResult_e Recorder::start() {
     if (mbAutoNextFile) {
         pthread_mutex_lock(&mFileNameLock);
         if (mFileNameGenerator->isFormatSet()) {
-            REC_LOGW(_encoderId(), "File format is set but ignore here\n");
+            REC_LOGW(getEncoderId(), "File format is set but ignore here\n");
         }
         pthread_mutex_unlock(&mFileNameLock);
         _updateFileName();
@@ -505,7 +504,7 @@ DVRResult_e Recorder::start() {
 DVRResult_e Recorder::stopAndWait() {
     std::lock_guard<std::mutex> stateGuard(mStateLock);
     if (mState != DVR_STM_RECORDING) {
-        REC_LOGE(_encoderId(), "Invalid operation under state: %s\n", stm_toString(mState));
+        REC_LOGE(getEncoderId(), "Invalid operation under state: %s\n", stm_toString(mState));
         return DVR_INVALID_OPERATION;
     }
     SWITCH_STATE(DVR_STM_STOPPING);
@@ -520,7 +519,7 @@ DVRResult_e Recorder::stopAndWait() {
         if (mEncoder->isPlaying() != 0) {
             break;
         }
-        REC_LOGE(_encoderId(), "Invalid operation to stop! Encoder is not in PLAYING state...");
+        REC_LOGE(getEncoderId(), "Invalid operation to stop! Encoder is not in PLAYING state...");
         usleep(kPlayingCheckPollUs);
         if (attempt == kPlayingCheckAttempts) {
             return DVR_INVALID_OPERATION;
@@ -569,14 +568,14 @@ int Recorder::onResume() {
 }
 
 void Recorder::abnormal() {
-    mService.doCallback(_encoderId(), DVR_CBK_OBJ_ABNORMAL, DVR_CBK_ABNORMAL, nullptr, 0);
+    mService.doCallback(getEncoderId(), DVR_CBK_OBJ_ABNORMAL, DVR_CBK_ABNORMAL, nullptr, 0);
 }
 
 // ---------------------------------------------------------------- encoder events
 
 void Recorder::onNeedData(ENCNeedDataType_e type) {
     if (mState != DVR_STM_RECORDING) {
-        REC_LOGE(_encoderId(), "Receive under unexpect state: %s (expect: %s)\n",
+        REC_LOGE(getEncoderId(), "Receive under unexpect state: %s (expect: %s)\n",
                  stm_toString(mState), stm_toString(DVR_STM_RECORDING));
         return;
     }
@@ -591,11 +590,11 @@ void Recorder::onNeedData(ENCNeedDataType_e type) {
     if (type == ENC_NEED_VIDEO) {
         std::lock_guard<std::mutex> deviceGuard(mDeviceLock);
         if (mCamera == nullptr) {
-            REC_LOGW(_encoderId(), "Camera device does NOT exist\n");
+            REC_LOGW(getEncoderId(), "Camera device does NOT exist\n");
         } else {
             const int ret = mCamera->getVideoFrame(frameVA, framePA, &timestamp);
             if (ret != 0) {
-                REC_LOGE(_encoderId(), "getVideoFrame() failed: %d\n", ret);
+                REC_LOGE(getEncoderId(), "getVideoFrame() failed: %d\n", ret);
             } else {
                 DVR_ASSERT(frameVA[0] != NULL);
                 _renderStamp(frameVA);
@@ -617,7 +616,7 @@ void Recorder::onNeedData(ENCNeedDataType_e type) {
                     ret = mAudio->getAudioData(mAudioHandle, &pAudioData, &dAudLen, &timestamp);
                 }
                 if (ret < 0) {
-                    REC_LOGE(_encoderId(), "getAudioData failed: %d\n", ret);
+                    REC_LOGE(getEncoderId(), "getAudioData failed: %d\n", ret);
                     (void)mEncoder->pushAudioData(gDummyAudioBlock, kDummyAudioBytes, &timestamp);
                 } else {
                     // Deliberately strict: a chunk that only came with the
@@ -630,7 +629,7 @@ void Recorder::onNeedData(ENCNeedDataType_e type) {
             }
         }
     } else {
-        REC_LOGE(_encoderId(), "Unknown type: 0x%x\n", type);
+        REC_LOGE(getEncoderId(), "Unknown type: 0x%x\n", type);
         DVR_ASSERT(type == ENC_NEED_VIDEO || type == ENC_NEED_AUDIO);
     }
     mInCallback = false;
@@ -638,7 +637,7 @@ void Recorder::onNeedData(ENCNeedDataType_e type) {
 
 void Recorder::onFileFinish(const char *pFinishFile) {
     if (mState != DVR_STM_RECORDING) {
-        REC_LOGE(_encoderId(), "Receive under unexpect state: %s (expect: %s)\n",
+        REC_LOGE(getEncoderId(), "Receive under unexpect state: %s (expect: %s)\n",
                  stm_toString(mState), stm_toString(DVR_STM_RECORDING));
         return;
     }
@@ -658,8 +657,8 @@ void Recorder::onFileFinish(const char *pFinishFile) {
         _applyNextFile();
     }
 
-    mService.doCallback(_encoderId(), DVR_CBK_OBJ_RECORD, DVR_CBK_RECORD_FINISH, pFinishFile, 0);
-    mService.doCallback(_encoderId(), DVR_CBK_OBJ_RECORD, DVR_CBK_RECORD_START, mFileName, 0);
+    mService.doCallback(getEncoderId(), DVR_CBK_OBJ_RECORD, DVR_CBK_RECORD_FINISH, pFinishFile, 0);
+    mService.doCallback(getEncoderId(), DVR_CBK_OBJ_RECORD, DVR_CBK_RECORD_START, mFileName, 0);
     mInCallback = false;
 }
 
@@ -667,7 +666,7 @@ void Recorder::OnRecordStart(const char *pStartFile) {
     DVR_ASSERT(pStartFile != NULL);
     DVR_ASSERT(mEncoder != NULL);
     mInCallback = true;
-    mService.doCallback(_encoderId(), DVR_CBK_OBJ_RECORD, DVR_CBK_RECORD_START, pStartFile, 0);
+    mService.doCallback(getEncoderId(), DVR_CBK_OBJ_RECORD, DVR_CBK_RECORD_START, pStartFile, 0);
     mInCallback = false;
 }
 
@@ -675,7 +674,7 @@ void Recorder::onRecordFinish(const char *pLastFile) {
     DVR_ASSERT(pLastFile != NULL);
     DVR_ASSERT(mEncoder != NULL);
     mInCallback = true;
-    mService.doCallback(_encoderId(), DVR_CBK_OBJ_RECORD, DVR_CBK_RECORD_FINISH, pLastFile, 0);
+    mService.doCallback(getEncoderId(), DVR_CBK_OBJ_RECORD, DVR_CBK_RECORD_FINISH, pLastFile, 0);
     mInCallback = false;
 }
 
@@ -683,14 +682,14 @@ void Recorder::onError(DVRErrorServerity_e severity, int code) {
     (void)stopAndWait();
     switch (severity) {
         case DVR_ERROR_NORMAL:
-            mService.doCallback(_encoderId(), DVR_CBK_OBJ_ERROR, DVR_CBK_ERROR, nullptr, code);
+            mService.doCallback(getEncoderId(), DVR_CBK_OBJ_ERROR, DVR_CBK_ERROR, nullptr, code);
             break;
         case DVR_ERROR_SEVERE:
-            mService.doCallback(_encoderId(), DVR_CBK_OBJ_ERROR, DVR_CBK_ERROR_SEVERE, nullptr,
+            mService.doCallback(getEncoderId(), DVR_CBK_OBJ_ERROR, DVR_CBK_ERROR_SEVERE, nullptr,
                                 code);
             break;
         default:
-            REC_LOGE(_encoderId(), "Unknown error severity: %d\n", severity);
+            REC_LOGE(getEncoderId(), "Unknown error severity: %d\n", severity);
             DVR_ASSERT(severity == DVR_ERROR_NORMAL || severity == DVR_ERROR_SEVERE);
     }
 }
@@ -710,7 +709,7 @@ void Recorder::_waitLastCallback() {
         usleep(kCallbackPollUs);
         const bool tooLong = getMonotonicClockUs() - endWaitUs > kCallbackDoneLimitUs;
         if (tooLong) {
-            REC_LOGE(_encoderId(), "Wait callback done too long (exceeds 1 second!)\n");
+            REC_LOGE(getEncoderId(), "Wait callback done too long (exceeds 1 second!)\n");
             DVR_ASSERT(!tooLong);
         }
     }
@@ -822,7 +821,7 @@ DVRResult_e Recorder::resetSettings() {
     // reset never changes the output format in memory, while the text read is
     // still what the store receives.
     if (ret == 0 && !format_from_text(formatText, &settings.outputFormat)) {
-        REC_LOGE(_encoderId(), "Fatal! Unknown format type %s\n", formatText);
+        REC_LOGE(getEncoderId(), "Fatal! Unknown format type %s\n", formatText);
     }
 
     struct IntKey {
@@ -873,7 +872,7 @@ DVRResult_e Recorder::resetSettings() {
             DVR_LOGE("Read '%s' from runtime.cfg failed: %d\n", entry.key, ret);
         }
         if (value != 0 && value != 1) {
-            REC_LOGE(_encoderId(), "Invalid value of '%s': %d\n", entry.key, value);
+            REC_LOGE(getEncoderId(), "Invalid value of '%s': %d\n", entry.key, value);
             value = 0;
         }
         *entry.flagField = value == 1;
@@ -887,7 +886,7 @@ DVRResult_e Recorder::resetSettings() {
     const int found =
         split_camera_sources(sourceText, settings.cameraCount, settings.cameraSources);
     if (found < settings.cameraCount) {
-        REC_LOGE(_encoderId(), "Insufficient camera source list items (only %d found, expect %d)\n",
+        REC_LOGE(getEncoderId(), "Insufficient camera source list items (only %d found, expect %d)\n",
                  found, settings.cameraCount);
     }
 
@@ -897,7 +896,7 @@ DVRResult_e Recorder::resetSettings() {
     // later write replace the spill of the one before, so the order matters.
     ret = qv_vendor_data_write_string(DVR_FORMAT_POS, kSettingTextSize, formatText);
     if (ret != 0) {
-        REC_LOGE(_encoderId(), "Fail to write dvr_format into vendor data!");
+        REC_LOGE(getEncoderId(), "Fail to write dvr_format into vendor data!");
         DVR_ASSERT(ret == 0);
     }
     struct IntWrite {
@@ -927,7 +926,7 @@ DVRResult_e Recorder::resetSettings() {
         ret = write.isFlag ? qv_vendor_data_write_bool(write.position, write.value != 0)
                            : qv_vendor_data_write_int(write.position, 4, write.value);
         if (ret != 0) {
-            REC_LOGE(_encoderId(), "Fail to write %s into vendor data!", write.name);
+            REC_LOGE(getEncoderId(), "Fail to write %s into vendor data!", write.name);
             DVR_ASSERT(ret == 0);
         }
     }
@@ -941,7 +940,7 @@ DVRResult_e Recorder::resetSettings() {
     }
     ret = qv_vendor_data_write_string(DVRCAM_SRC_SEL_POS, kSettingTextSize, sourceList);
     if (ret != 0) {
-        REC_LOGE(_encoderId(), "Fail to write DVRCAM_SRC_SEL into vendor data!");
+        REC_LOGE(getEncoderId(), "Fail to write DVRCAM_SRC_SEL into vendor data!");
         DVR_ASSERT(ret == 0);
     }
     return DVR_SUCCESS;
@@ -966,7 +965,7 @@ void Recorder::getCurrentSettings(RecordSettings_t *pSettings) {
 
 DVRResult_e Recorder::setOutputFormat(DVRFileFormat_e format) {
     if ((unsigned int)format > DVR_FILE_FORMAT_TS) {
-        REC_LOGE(_encoderId(), "Invalid file format: 0x%x\n", format);
+        REC_LOGE(getEncoderId(), "Invalid file format: 0x%x\n", format);
         return DVR_INVALID_ARGUMENT;
     }
     std::lock_guard<std::mutex> settingsGuard(mSettingsLock);
@@ -977,7 +976,7 @@ DVRResult_e Recorder::setOutputFormat(DVRFileFormat_e format) {
 
 DVRResult_e Recorder::setBitRate(int bitRate) {
     if (bitRate < mgDeviceCaps->min_bit_rate || bitRate > mgDeviceCaps->max_bit_rate) {
-        REC_LOGE(_encoderId(), "Invalid bit rate: %d Mbps (spec:[%d,%d])\n", bitRate,
+        REC_LOGE(getEncoderId(), "Invalid bit rate: %d Mbps (spec:[%d,%d])\n", bitRate,
                  mgDeviceCaps->min_bit_rate, mgDeviceCaps->max_bit_rate);
         return DVR_INVALID_ARGUMENT;
     }
@@ -989,7 +988,7 @@ DVRResult_e Recorder::setBitRate(int bitRate) {
 
 DVRResult_e Recorder::setFileLength(int seconds) {
     if (seconds < mgDeviceCaps->min_file_length || seconds > mgDeviceCaps->max_file_length) {
-        REC_LOGE(_encoderId(), "Invalid file length: %d seconds (spec:[%d,%d])\n", seconds,
+        REC_LOGE(getEncoderId(), "Invalid file length: %d seconds (spec:[%d,%d])\n", seconds,
                  mgDeviceCaps->min_file_length, mgDeviceCaps->max_file_length);
         return DVR_INVALID_ARGUMENT;
     }
@@ -1002,17 +1001,17 @@ DVRResult_e Recorder::setFileLength(int seconds) {
 DVRResult_e Recorder::setFrameRate(int frameRate) {
     std::lock_guard<std::mutex> deviceGuard(mDeviceLock);
     if (mCamera == nullptr) {
-        REC_LOGE(_encoderId(), "Camera device NOT attached\n");
+        REC_LOGE(getEncoderId(), "Camera device NOT attached\n");
         return DVR_FAILURE;
     }
     if (frameRate < mgDeviceCaps->min_frame_rate || frameRate > mgDeviceCaps->max_frame_rate) {
-        REC_LOGE(_encoderId(), "Invalid frame rate: %d fps (spec:[%d,%d])\n", frameRate,
+        REC_LOGE(getEncoderId(), "Invalid frame rate: %d fps (spec:[%d,%d])\n", frameRate,
                  mgDeviceCaps->min_frame_rate, mgDeviceCaps->max_frame_rate);
         return DVR_INVALID_ARGUMENT;
     }
     const int cameraFrameRate = mCamera->getCaps()->frameRate;
     if (frameRate > cameraFrameRate) {
-        REC_LOGE(_encoderId(), "Desired frame rate(%d) exceeds camera's capability(%d)\n",
+        REC_LOGE(getEncoderId(), "Desired frame rate(%d) exceeds camera's capability(%d)\n",
                  frameRate, cameraFrameRate);
         return DVR_INVALID_ARGUMENT;
     }
@@ -1025,7 +1024,7 @@ DVRResult_e Recorder::setFrameRate(int frameRate) {
 DVRResult_e Recorder::setResolution(int width, int height) {
     std::lock_guard<std::mutex> deviceGuard(mDeviceLock);
     if (mCamera == nullptr) {
-        REC_LOGE(_encoderId(), "Camera device NOT attached\n");
+        REC_LOGE(getEncoderId(), "Camera device NOT attached\n");
         return DVR_FAILURE;
     }
     mSettingsLock.lock();
@@ -1112,7 +1111,7 @@ DVRResolution_e Recorder::getResolution() const {
     if (width == 720 && height == 480) {
         return DVR_RESOLUTION_480P;
     }
-    REC_LOGE(_encoderId(), "Invalid size:{%d,%d}\n", width, mCurSettings.height);
+    REC_LOGE(getEncoderId(), "Invalid size:{%d,%d}\n", width, mCurSettings.height);
     if (width == -1 || height == -1) {
         return DVR_RESOLUTION_INPUT;
     }
@@ -1172,7 +1171,7 @@ DVRResult_e Recorder::setStoragePath(const char *path) {
     }
     const size_t length = strlen(path);
     if (length >= static_cast<size_t>(limit)) {
-        REC_LOGE(_encoderId(), "Given storage path too long: %zu characters\n", length);
+        REC_LOGE(getEncoderId(), "Given storage path too long: %zu characters\n", length);
         return DVR_INVALID_ARGUMENT;
     }
     // No terminator is written: what remains of a longer earlier path stays
@@ -1184,17 +1183,17 @@ DVRResult_e Recorder::setStoragePath(const char *path) {
 DVRResult_e Recorder::nextFile(const char *pFileName) {
     std::lock_guard<std::mutex> stateGuard(mStateLock);
     if (pFileName == nullptr) {
-        REC_LOGE(_encoderId(), "Invalid NULL pFileName!\n");
+        REC_LOGE(getEncoderId(), "Invalid NULL pFileName!\n");
         return DVR_INVALID_ARGUMENT;
     }
     if (pFileName[0] == '\0') {
-        REC_LOGE(_encoderId(), "Invalid empty file name\n");
+        REC_LOGE(getEncoderId(), "Invalid empty file name\n");
         return DVR_INVALID_ARGUMENT;
     }
     const int limit = mgDeviceCaps->file_name_length_limit;
     const size_t length = strlen(pFileName);
     if (length >= static_cast<size_t>(limit)) {
-        REC_LOGE(_encoderId(), "Given file name length exceeds %d (%zu)\n", limit - 1, length);
+        REC_LOGE(getEncoderId(), "Given file name length exceeds %d (%zu)\n", limit - 1, length);
         return DVR_INVALID_ARGUMENT;
     }
     _setNextFileName(pFileName);
@@ -1247,7 +1246,7 @@ bool Recorder::_isNextFileSet() {
 void Recorder::_setNextFileName(const char *pFileName) {
     DVR_ASSERT(pFileName != NULL);
     if (pFileName[0] == '\0') {
-        REC_LOGE(_encoderId(), "Invalid empty file name\n");
+        REC_LOGE(getEncoderId(), "Invalid empty file name\n");
         return;
     }
     const size_t file_len = strlen(pFileName);
@@ -1263,7 +1262,7 @@ int Recorder::_getNextFileFromUser() {
     {
         std::lock_guard<std::mutex> deviceGuard(mDeviceLock);
         if (mCamera == nullptr) {
-            REC_LOGE(_encoderId(), "Camera device NOT attached\n");
+            REC_LOGE(getEncoderId(), "Camera device NOT attached\n");
             return -1;
         }
         cameraId = mCamera->getID();
@@ -1279,7 +1278,7 @@ int Recorder::_getNextFileFromUser() {
         fileName[limit - 1] = '\0';
         _setNextFileName(fileName);
     } else {
-        REC_LOGE(_encoderId(), "File name is empty (or not gotten)!\n");
+        REC_LOGE(getEncoderId(), "File name is empty (or not gotten)!\n");
         ret = -1;
     }
     free(fileName);
@@ -1306,7 +1305,7 @@ void Recorder::_genDefaultFileName() {
 
     char fileNameFormat[kDefaultNameFormatSize] = {};
     snprintf(fileNameFormat, sizeof(fileNameFormat), "%s/default_c%d_[%s]_[%s].%s", mStoragePath,
-             _encoderId(), kStartTimePattern, kEndTimePattern, format_extension(format));
+             getEncoderId(), kStartTimePattern, kEndTimePattern, format_extension(format));
     mFileNameGenerator->genFileNameOnce(pDefFileName, mCurSettings.fileLength, limit - 1,
                                         fileNameFormat, kDefaultTimeFormat);
     _setNextFileName(pDefFileName);
@@ -1399,7 +1398,7 @@ int Recorder::_renderStamp(void **frame) {
 
 // ---------------------------------------------------------------- helpers
 
-int Recorder::_encoderId() const {
+int Recorder::getEncoderId() const {
     return mEncoder != nullptr ? mEncoder->mId : -1;
 }
 
@@ -1443,7 +1442,7 @@ void Recorder::_capsCheckSystemLimit(EncoderCapability_t *pCaps) {
     };
     for (const Limit &limit : limits) {
         if (*limit.value > limit.limit) {
-            REC_LOGW(_encoderId(),
+            REC_LOGW(getEncoderId(),
                      "Encoder capability (%s=%d) exceeds system limitation (%d), force to be %d\n",
                      limit.name, *limit.value, limit.limit, limit.limit);
             *limit.value = limit.limit;
@@ -1469,7 +1468,7 @@ void Recorder::_capsCheckAndCorrection() {
     bool clamped = false;
     for (const Bound &bound : bounds) {
         if (*bound.value > bound.cameraValue) {
-            REC_LOGW(_encoderId(), "%s (%d %s) exceeds camera's capability(%d %s)!\n", bound.name,
+            REC_LOGW(getEncoderId(), "%s (%d %s) exceeds camera's capability(%d %s)!\n", bound.name,
                      *bound.value, bound.unit, bound.cameraValue, bound.unit);
             *bound.value = bound.cameraValue;
             clamped = true;

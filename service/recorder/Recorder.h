@@ -60,13 +60,17 @@ public:
     using CommandRunner = int (*)(const char *command);
 
     // Loads the settings (store first, runtime configuration second), waits for
-    // the encoder service to run, takes the encoder with this id and registers
+    // the encoder service to run, takes the encoder of channel index and registers
     // in gRecorderList. Every failure aborts.
-    Recorder(int encoderId, DVR &service);
+    Recorder(int index, DVR &service);
     // Camera and audio must have been detached.
     ~Recorder();
     Recorder(const Recorder &) = delete;
     Recorder &operator=(const Recorder &) = delete;
+
+    // The id of this recorder's encoder, by which clients address the channel
+    // and log lines name it; -1 without an encoder. Any thread.
+    int getEncoderId() const;
 
     // --- Devices (service object, under its lock) ---
     // Keeps an already attached camera; clamps the staged settings to the camera.
@@ -182,9 +186,6 @@ private:
     // Its start-up names the first file and configures the encoder with the
     // settings in force; its stop waits through _waitLastCallback().
     friend class TriggerEncodeThread;
-
-    // Recorder id in log lines: the encoder's, -1 without an encoder.
-    int _encoderId() const;
 
     const RecordSettings_t &_settingsInEffect() const;
     void _stampChangeTime(RecordSettings_t &settings);

@@ -119,7 +119,7 @@ bool TriggerEncodeThread::threadLoop() {
         }
     }
 
-    REC_LOGI(_encoderId(), "Exit\n");
+    REC_LOGI(getEncoderId(), "Exit\n");
     DVR_ASSERT(mbPreStopped == true);
     mbWaiting = false;
     return false;
@@ -130,7 +130,7 @@ int TriggerEncodeThread::preStop() {
     mbPreStopped = true;
     const int ret = mEncoder->stop();
     if (ret != 0) {
-        REC_LOGE(_encoderId(), "Stop encode service failed: %d\n", ret);
+        REC_LOGE(getEncoderId(), "Stop encode service failed: %d\n", ret);
     }
     mRecorder->_waitLastCallback();
     return ret;
@@ -181,7 +181,7 @@ int TriggerEncodeThread::_waitRunning(long milliseconds) {
     int result = 0;
     while (!(mbWaiting || mbPreStopped || exitPending() || !isRunning())) {
         if (milliseconds > 0 && getMonotonicClockUs() - startUs > limitUs) {
-            REC_LOGE(_encoderId(), "Wait timeout!\n");
+            REC_LOGE(getEncoderId(), "Wait timeout!\n");
             result = -1;
             break;
         }
@@ -193,7 +193,7 @@ int TriggerEncodeThread::_waitRunning(long milliseconds) {
     return result;
 }
 
-int TriggerEncodeThread::_encoderId() const {
+int TriggerEncodeThread::getEncoderId() const {
     return mEncoder != nullptr ? mEncoder->mId : -1;
 }
 

@@ -60,7 +60,7 @@ private:
     // 0 once the loop waits (or is stopping, or not running); -1 after
     // milliseconds (none when not positive).
     int _waitRunning(long milliseconds);
-    int _encoderId() const;
+    int getEncoderId() const;
 
     // Pending frame: both zero when none.
     void *mFrameVA[2];

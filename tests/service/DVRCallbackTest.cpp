@@ -334,10 +334,8 @@ TEST_F(DVRCallbacks, DeathOfTheClientDetachesItWithTwoWarnings) {
 }
 
 TEST_F(DVRCallbacks, DeathOfTheFileNamingClientSwitchesEveryRecorderToItsOwnNaming) {
-    dvrspace::Recorder first(0, *mService);
-    dvrspace::Recorder second(1, *mService);
-    dvrspace::Recorder *table[] = {&first, &second};
-    DVRPeer::setRecorders(*mService, table, 2);
+    dvrspace::Recorder *table[] = {DVRPeer::recorder(*mService, 0),
+                                   DVRPeer::recorder(*mService, 1)};
     for (dvrspace::Recorder *recorder : table) {
         ASSERT_EQ(dvrspace::DVR_SUCCESS, recorder->autoNextFile(true));
         ASSERT_EQ(dvrspace::DVR_SUCCESS, recorder->setFileNameFormat("cam_%ST", "%H%M%S"));
@@ -367,7 +365,6 @@ TEST_F(DVRCallbacks, DeathOfTheFileNamingClientSwitchesEveryRecorderToItsOwnNami
     char name[16] = "before";
     mService->getFileNameFromUser(0, name, sizeof(name));
     EXPECT_STREQ("before", name);
-    DVRPeer::setRecorders(*mService, nullptr, 0);
 }
 
 using DVRCallbacksDeathTest = DVRCallbacks;

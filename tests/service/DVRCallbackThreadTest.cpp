@@ -12,16 +12,6 @@
 #include "LogCapture.h"
 #include "RecordingCallback.h"
 
-namespace dvrspace {
-
-// Test access to the member kept for layout's sake.
-class DVRCallbackThreadPeer {
-public:
-    static int32_t reserved(const DVRCallbackThread &thread) { return thread.mReserved; }
-};
-
-}  // namespace dvrspace
-
 namespace {
 
 using dvrspace::CbkInfo_t;
@@ -114,9 +104,9 @@ TEST(CallbackRecord, CopyDataOntoItselfKeepsTheHandler) {
     EXPECT_EQ(info.text, "f");
 }
 
-TEST(CallbackThreadConstruction, KeepsTheReservedValueAndDoesNotStart) {
+TEST(CallbackThreadConstruction, StartsWithTheIdleIntervalAndDoesNotStart) {
     const android::sp<DVRCallbackThread> thread = new DVRCallbackThread();
-    EXPECT_EQ(dvrspace::DVRCallbackThreadPeer::reserved(*thread), 300000);
+    EXPECT_EQ(thread->interval(), 300000);
     EXPECT_FALSE(thread->isRunning());
 }
 

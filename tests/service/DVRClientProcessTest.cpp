@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "DVR.h"
-#include "DVRCameraDeviceFactory.h"
 #include "LogCapture.h"
 #include "Recorder.h"
 #include "RecorderPeer.h"
@@ -283,9 +282,8 @@ TEST_F(DVRClientProcess, StampClientTextAppearsInTheRenderedFrameInsideItsBoxOnl
     script.subscriptions = {{9, dvrspace::DVR_CBK_OBJ_STAMP}};
     script.stamp = "DOCK 4";
     startClient(script);
-    dvrspace::Recorder recorder(0, *mService);
-    dvrspace::DVRCameraDevice *camera =
-        dvrspace::DVRCameraDeviceFactory::getFactory()->createDevice(0);
+    dvrspace::Recorder &recorder = *DVRPeer::recorder(*mService, 0);
+    dvrspace::DVRCameraDevice *camera = DVRPeer::camera(*mService, 0);
     ASSERT_NE(nullptr, camera);
     recorder.attachCamera(camera);
     const dvrspace::QVStampSettings_t off{false, 0, 0, dvrspace::QV_DVR_STAMP_FONT_SIZE_SMALLEST,
@@ -309,7 +307,6 @@ TEST_F(DVRClientProcess, StampClientTextAppearsInTheRenderedFrameInsideItsBoxOnl
     EXPECT_GT(changes.inside, 100);
     EXPECT_EQ(0, changes.outside);
     recorder.detachCamera();
-    delete camera;
 }
 
 TEST_F(DVRClientProcess, KilledClientIsBuriedAndTheServiceGoesOn) {

@@ -12,6 +12,8 @@ extern "C" {
 #endif
 
 #define SVC_MON_NOERROR 0
+// The system's service manager, the one reporter of service states.
+#define SVC_MON_INIT_NAME "init"
 // Longest state text including its terminator; state_get writes at most this.
 #define SVC_MON_STATE_MAX 32
 

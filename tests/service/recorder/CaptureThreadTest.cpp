@@ -55,7 +55,7 @@ protected:
         RecordingFixture::SetUp();
         buildWithDevices(false);
         ASSERT_EQ(DVR_SUCCESS, mRecorder->nextFile("capture.ts"));
-        mTarget = new TriggerEncodeThread(mRecorder.get(), &mEncoder);
+        mTarget = new TriggerEncodeThread(mRecorder, &mEncoder);
         peer().setTriggerEncodeThread(mTarget);
         ASSERT_EQ(android::OK, mTarget->run("DVR Trigger Encode Thread", -1, 0));
         ASSERT_TRUE(mEncoder.waitForStarts(1));

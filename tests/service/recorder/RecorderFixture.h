@@ -5,11 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
 #include "DVR.h"
-#include "DVRCameraDeviceFactory.h"
+#include "DVRSimulatorControl.h"
 #include "LogCapture.h"
 #include "Recorder.h"
 #include "RecorderPeer.h"
@@ -22,25 +21,27 @@ constexpr int kEncoderId = 100;
 
 class RecorderFixture : public ::testing::Test {
 protected:
-    void TearDown() override {
-        if (mRecorder != nullptr) {
-            if (mRecorder->getAttachedCamera() != nullptr) {
-                mRecorder->detachCamera();
-            }
-            mRecorder.reset();
-        }
-        delete mCamera;
-        mService.clear();
-    }
+    // The service detaches the devices and deletes them with its recorders.
+    void TearDown() override { mService.clear(); }
 
-    void build() {
+    // The whole service on the simulated devices, with one recorder per
+    // camera; the test works on the recorder of channel 0.
+    void build(size_t cameras = 1) {
+        dvrspace::DVRSimConfig sim = dvrspace::DVRSimulatorControl::config();
+        sim.cameras.resize(cameras);
+        dvrspace::DVRSimulatorControl::setConfig(sim);
         mService = new dvrspace::DVR();
-        mRecorder = std::make_unique<dvrspace::Recorder>(0, *mService);
+        mRecorder = dvrspace::DVRPeer::recorder(*mService, 0);
     }
     void attachCamera() {
-        mCamera = dvrspace::DVRCameraDeviceFactory::getFactory()->createDevice(0);
+        mCamera = dvrspace::DVRPeer::camera(*mService, 0);
         ASSERT_NE(nullptr, mCamera);
         mRecorder->attachCamera(mCamera);
+    }
+    // Destroys the recorder of channel 0 as it stands (devices attached or not).
+    void destroyRecorder() {
+        delete dvrspace::DVRPeer::takeRecorder(*mService, 0);
+        mRecorder = nullptr;
     }
     dvrspace::RecordSettings_t settings() {
         dvrspace::RecordSettings_t copy;
@@ -62,7 +63,7 @@ protected:
     LogCapture mCapture;
     // Reference counted, like every service object.
     android::sp<dvrspace::DVR> mService;
-    std::unique_ptr<dvrspace::Recorder> mRecorder;
+    dvrspace::Recorder *mRecorder = nullptr;
     dvrspace::DVRCameraDevice *mCamera = nullptr;
 };
 

@@ -21,8 +21,8 @@ constexpr int kAudioId = 20;   // and its audio input
 class RecorderLifecycle : public RecordingFixture {
 protected:
     // A recorder with camera (and audio input), the fake encoder, ready to start.
-    void prepare(bool withAudio) {
-        buildWithDevices(withAudio);
+    void prepare(bool withAudio, size_t cameras = 1) {
+        buildWithDevices(withAudio, cameras);
         useFakeEncoder();
         ASSERT_EQ(DVR_SUCCESS, mRecorder->nextFile("first.ts"));
     }
@@ -37,11 +37,12 @@ protected:
     }
 };
 
-// A second recorder on the second camera and encoder, with a fake encoder too.
+// The service's second recorder on the second camera and encoder, with a
+// fake encoder too.
 class SecondRecorder {
 public:
-    SecondRecorder(DVR &service, DVRCameraDevice *camera) : mRecorder(1, service), mCamera(camera) {
-        mRecorder.attachCamera(mCamera);
+    explicit SecondRecorder(DVR &service) : mRecorder(*DVRPeer::recorder(service, 1)) {
+        mRecorder.attachCamera(DVRPeer::camera(service, 1));
         RecorderPeer peer(mRecorder);
         mRealEncoder = peer.encoder();
         peer.setEncoder(&mFake);
@@ -55,8 +56,7 @@ public:
     FakeEncoder mFake{101};
 
 private:
-    Recorder mRecorder;
-    DVRCameraDevice *mCamera;
+    Recorder &mRecorder;
     DVREncoderHAL *mRealEncoder = nullptr;
 };
 
@@ -163,11 +163,9 @@ TEST_F(RecorderLifecycle, FirstStartAndLastStopRunTheTuningCommands) {
 }
 
 TEST_F(RecorderLifecycle, OverlappingRecordersRunTheTuningCommandsOnceEachWay) {
-    prepare(false);
-    std::unique_ptr<DVRCameraDevice> camera(DVRCameraDeviceFactory::getFactory()->createDevice(1));
-    ASSERT_NE(nullptr, camera);
+    prepare(false, 2);
     {
-        SecondRecorder second(*mService, camera.get());
+        SecondRecorder second(*mService);
         // First in, first out.
         startRecording();
         ASSERT_EQ(DVR_SUCCESS, second.recorder().start());

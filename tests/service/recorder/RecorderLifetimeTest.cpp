@@ -34,7 +34,7 @@ TEST_F(RecorderLifetime, ConstructionLogsItsStatesAndRegistersUnderTheEncoderId)
     EXPECT_EQ(1u, logged(ANDROID_LOG_WARN, "Recorder", rec("Switch to state: DVR_STM_IDLE\n")));
     EXPECT_EQ(DVR_STM_IDLE, mRecorder->getCurrentState());
     ASSERT_EQ(1u, gRecorderList.size());
-    EXPECT_EQ(mRecorder.get(), gRecorderList.at(kEncoderId));
+    EXPECT_EQ(mRecorder, gRecorderList.at(kEncoderId));
     EXPECT_EQ(mService.get(), &mRecorder->getService());
     EXPECT_FALSE(mRecorder->hasNextFile());
     EXPECT_FALSE(peer().autoNextFile());
@@ -43,8 +43,8 @@ TEST_F(RecorderLifetime, ConstructionLogsItsStatesAndRegistersUnderTheEncoderId)
 }
 
 TEST_F(RecorderLifetime, DestructionUnregistersAndEndsInStateNone) {
-    build();
-    Recorder *second = new Recorder(1, *mService);
+    build(2);
+    Recorder *second = DVRPeer::takeRecorder(*mService, 1);
     EXPECT_EQ(2u, gRecorderList.size());
     mCapture.clear();
     delete second;
@@ -52,7 +52,7 @@ TEST_F(RecorderLifetime, DestructionUnregistersAndEndsInStateNone) {
     EXPECT_EQ(1u, logged(ANDROID_LOG_WARN, "~Recorder", "Switch to state: DVR_STM_NONE\n"));
     ASSERT_EQ(1u, gRecorderList.size());
     EXPECT_EQ(1u, gRecorderList.count(kEncoderId));
-    mRecorder.reset();
+    destroyRecorder();
     EXPECT_TRUE(gRecorderList.empty());
 }
 
@@ -69,13 +69,12 @@ TEST_F(RecorderLifetime, ConstructionWaitsUntilTheEncoderServiceRuns) {
 }
 
 TEST_F(RecorderLifetime, CameraAttachKeepsTheFirstAndDetachTwiceWarns) {
-    build();
+    build(2);
     EXPECT_EQ(nullptr, mRecorder->getCameraDevice());
     EXPECT_EQ(1u,
               logged(ANDROID_LOG_WARN, "getCameraDevice", rec("Camera device does NOT exist!\n")));
     attachCamera();
-    std::unique_ptr<DVRCameraDevice> other(DVRCameraDeviceFactory::getFactory()->createDevice(1));
-    mRecorder->attachCamera(other.get());
+    mRecorder->attachCamera(DVRPeer::camera(*mService, 1));
     EXPECT_EQ(1u, logged(ANDROID_LOG_WARN, "attachCamera", rec("Already attached\n")));
     EXPECT_EQ(mCamera, mRecorder->getCameraDevice());
     mRecorder->detachCamera();
@@ -105,7 +104,7 @@ using RecorderLifetimeDeathTest = RecorderLifetime;
 TEST_F(RecorderLifetimeDeathTest, DestroyingWithACameraAttachedAborts) {
     build();
     attachCamera();
-    EXPECT_DEATH(mRecorder.reset(),
+    EXPECT_DEATH(destroyRecorder(),
                  "Camera device does not detach! Please call Recorder::detachCamera\\(\\) before "
                  "releasing Recorder instance!");
 }
@@ -114,22 +113,16 @@ TEST_F(RecorderLifetimeDeathTest, DestroyingWithAnAudioInputAttachedAborts) {
     build();
     std::unique_ptr<DVRAudioDevice> audio(DVRAudioDeviceFactory::getFactory()->createDevice(0));
     mRecorder->attachAudio(audio.get());
-    EXPECT_DEATH(mRecorder.reset(),
+    EXPECT_DEATH(destroyRecorder(),
                  "Audio device does not detach! Please call Recorder::detachAudio\\(\\) before "
                  "releasing Recorder instance!");
     mRecorder->detachAudio();
 }
 
 TEST_F(RecorderLifetimeDeathTest, SecondRecorderForARegisteredEncoderIdAborts) {
-    build();
-    EXPECT_DEATH(
-        {
-            // The id is taken, as if the encoder had been handed out twice.
-            gRecorderList.erase(kEncoderId);
-            gRecorderList[kEncoderId + 1] = mRecorder.get();
-            Recorder second(1, *mService);
-        },
-        "Fatal! gRecorderList key 101 exists");
+    build(2);
+    // The service's second recorder holds encoder 101, as if it were handed out twice.
+    EXPECT_DEATH(Recorder second(1, *mService), "Fatal! gRecorderList key 101 exists");
 }
 
 TEST_F(RecorderLifetimeDeathTest, CallbackForAnUnknownEncoderAborts) {

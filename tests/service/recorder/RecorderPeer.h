@@ -71,11 +71,22 @@ public:
         std::lock_guard<std::mutex> serviceGuard(service.mLock);
         service.mDeathRecipients.clear();
     }
-    // The recorders the service would create for its channels; the caller
-    // keeps them (count slots) and takes them back with count 0.
-    static void setRecorders(DVR &service, Recorder **recorders, int count) {
-        service.mRecorder = recorders;
-        service.mRecCount = count;
+    // The service's recorder, camera and audio input of an index (null when
+    // there is none); the service owns them.
+    static Recorder *recorder(DVR &service, int index) { return service._recorderAt(index); }
+    static DVRCameraDevice *camera(DVR &service, int index) {
+        return service._getCameraFromList(index);
+    }
+    static DVRAudioDevice *audio(DVR &service, int index) {
+        return service._getAudioFromList(index);
+    }
+    // Takes the recorder of index out of the service, which forgets it; the
+    // caller owns it from then on.
+    static Recorder *takeRecorder(DVR &service, int index) {
+        Recorder *recorder = service.mRecorder[index];
+        service.mEncIdMap.erase(recorder->getEncoderId());
+        service.mRecorder[index] = nullptr;
+        return recorder;
     }
     static void dropCallbackManager(DVR &service) { service.mCbkMgr.reset(); }
     static const android::sp<DVRCallbackThread> &callbackThread(DVR &service) {

@@ -52,7 +52,7 @@ TEST_F(RecorderRoundTrip, FactoryDefaultsResetIntoTheStoreAreLoadedByANewProcess
     ASSERT_EQ(DVR_SUCCESS, mRecorder->resetSettings());
     EXPECT_EQ(6, mRecorder->getBitRate());
     EXPECT_EQ(DVR_FILE_FORMAT_AVI, mRecorder->getOutputFormat());
-    mRecorder.reset();
+    destroyRecorder();
 
     // The new process finds no settings in the runtime configuration: only the
     // store has them.

@@ -381,7 +381,7 @@ TEST_F(RecorderSettings, AnExplicitResolutionIsRefusedAndKeepsTheSettingsLocked)
                               "Follow input's resolution only...\n"));
     // The refusal leaves the settings lock held: a later settings call waits.
     std::atomic<bool> returned{false};
-    Recorder *recorder = mRecorder.get();
+    Recorder *recorder = mRecorder;
     std::thread waiter([recorder, &returned] {
         recorder->isSettingChanged();
         returned = true;
@@ -390,9 +390,9 @@ TEST_F(RecorderSettings, AnExplicitResolutionIsRefusedAndKeepsTheSettingsLocked)
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     EXPECT_FALSE(returned);
     // The blocked thread still uses the recorder: leave it (reachable through
-    // gRecorderList) and its camera to the end of the process.
-    mRecorder.release();
-    mCamera = nullptr;
+    // gRecorderList) to the end of the process.
+    DVRPeer::takeRecorder(*mService, 0);
+    mRecorder = nullptr;
 }
 
 TEST_F(RecorderSettings, StampsAreTranslatedForTheRenderer) {
@@ -578,15 +578,14 @@ TEST_F(RecorderSettings, CapabilityIsAbsentBeforeTheFirstRecorderAndAfterTheLast
     EXPECT_EQ(DVR_INVALID_ARGUMENT, Recorder::getDeviceCaps(nullptr));
     EXPECT_EQ(1u, countLogged(mCapture, ANDROID_LOG_ERROR, "DVRRecorder", "getDeviceCaps",
                               "Invalid NULL parameter!\n"));
-    build();
-    {
-        Recorder second(1, *mService);
-        // Read once, shared by both.
-        EXPECT_EQ(1u, mCapture.messagesContaining("(width=3840)").size());
-        EXPECT_EQ(DVR_SUCCESS, Recorder::getDeviceCaps(&caps));
-    }
+    // The service builds a recorder for each of the two cameras.
+    build(2);
+    // Read once, shared by both.
+    EXPECT_EQ(1u, mCapture.messagesContaining("(width=3840)").size());
     EXPECT_EQ(DVR_SUCCESS, Recorder::getDeviceCaps(&caps));
-    mRecorder.reset();
+    delete DVRPeer::takeRecorder(*mService, 1);
+    EXPECT_EQ(DVR_SUCCESS, Recorder::getDeviceCaps(&caps));
+    destroyRecorder();
     EXPECT_EQ(DVR_FAILURE, Recorder::getDeviceCaps(&caps));
 }
 

@@ -21,6 +21,8 @@ RecorderTestEnv::RecorderTestEnv() : mPreviousDir(std::filesystem::current_path(
     std::filesystem::current_path(mDir.path());
     setenv("DVR_VENDOR_DATA", storePath().c_str(), 1);
     setenv("DVR_SVC_DIR", serviceDir().c_str(), 1);
+    // The service's receiver claims its name on the message channel.
+    setenv("DVR_MSG_DIR", mDir.file("msg").c_str(), 1);
     dvrspace::DVRSimulatorControl::reset();
     dvrspace::DVRSimulatorControl::setPacing(dvrspace::DVRSimPacing::Fast);
     installRuntimeConfig(shippedConfig(defaultPath()));

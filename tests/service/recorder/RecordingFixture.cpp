@@ -153,12 +153,11 @@ void RecordingFixture::TearDown() {
         }
     }
     RecorderFixture::TearDown();
-    delete mAudio;
     dvrspace::Recorder::setCommandRunner(mPreviousRunner);
 }
 
-void RecordingFixture::buildWithDevices(bool withAudio) {
-    build();
+void RecordingFixture::buildWithDevices(bool withAudio, size_t cameras) {
+    build(cameras);
     attachCamera();
     // Both stamps on, inside the small frame. The factory defaults switch them
     // on without a font size, which the renderer refuses.
@@ -174,7 +173,7 @@ void RecordingFixture::buildWithDevices(bool withAudio) {
 }
 
 void RecordingFixture::attachAudio() {
-    mAudio = dvrspace::DVRAudioDeviceFactory::getFactory()->createDevice(0);
+    mAudio = dvrspace::DVRPeer::audio(*mService, 0);
     ASSERT_NE(nullptr, mAudio);
     mRecorder->attachAudio(mAudio);
 }

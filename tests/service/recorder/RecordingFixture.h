@@ -81,7 +81,7 @@ protected:
     void TearDown() override;
 
     // Builds the recorder with camera 0 attached (and audio input 0 when asked).
-    void buildWithDevices(bool withAudio);
+    void buildWithDevices(bool withAudio, size_t cameras = 1);
     // The fake encoder stands in for the recorder's from now on.
     FakeEncoder &useFakeEncoder();
     // Subscribes mClient to every notification and query.

@@ -44,7 +44,7 @@ protected:
         RecordingFixture::SetUp();
         buildWithDevices(false);
         ASSERT_EQ(DVR_SUCCESS, mRecorder->nextFile("first.ts"));
-        mThread = new TriggerEncodeThread(mRecorder.get(), &mEncoder);
+        mThread = new TriggerEncodeThread(mRecorder, &mEncoder);
         // The recorder's stop steps reach the thread through the recorder.
         peer().setTriggerEncodeThread(mThread);
     }

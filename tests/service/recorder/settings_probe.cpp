@@ -1,18 +1,16 @@
-// settings-probe: constructs the service object and the recorder of channel 0
-// the way the service does at start-up, and prints the settings it loaded as
+// settings-probe: constructs the service object as the service does at
+// start-up, and prints the settings its recorder of channel 0 loaded as
 // KEY=VALUE lines. Used to show that settings survive into a new process.
 #include <cstdio>
 
 #include "DVR.h"
 #include "Recorder.h"
+#include "RecorderPeer.h"
 
 int main() {
     const android::sp<dvrspace::DVR> service = new dvrspace::DVR();
     dvrspace::RecordSettings_t s;
-    {
-        dvrspace::Recorder recorder(0, *service);
-        recorder.getCurrentSettings(&s);
-    }
+    dvrspace::DVRPeer::recorder(*service, 0)->getCurrentSettings(&s);
     printf(
         "DVR_FORMAT=%d\nDVR_BIT_RATE=%d\nDVR_FPS=%d\nDVR_RES_WIDTH=%d\nDVR_RES_HEIGHT=%d\n"
         "DVR_FILE_LEN=%d\nDVR_TIMESTAMP_EN=%d\nDVR_TIMESTAMP_POSX=%d\nDVR_TIMESTAMP_POSY=%d\n"
