@@ -83,6 +83,7 @@ RecordingInfo RecordingReader::read(const std::string &path, const PictureSink &
         const AVRational rate =
             stream->avg_frame_rate.num != 0 ? stream->avg_frame_rate : stream->r_frame_rate;
         info.frameRate = av_q2d(rate);
+        info.declaredVideoFrames = stream->nb_frames;
         frameDuration = av_inv_q(rate);
         if (pictures) {
             const AVCodec *codec = avcodec_find_decoder(stream->codecpar->codec_id);

@@ -23,7 +23,10 @@ struct RecordingInfo {
     double frameRate = 0;
     std::vector<int64_t> videoPts;  // in frames, in file order
     std::vector<bool> keyFrames;    // per video packet
-    int decodeErrors = 0;           // only counted when pictures are decoded
+    // The count the container itself states (an AVI header is given it when
+    // the file is completed); 0 when it states none.
+    int64_t declaredVideoFrames = 0;
+    int decodeErrors = 0;  // only counted when pictures are decoded
 
     bool hasAudio = false;
     std::string audioCodec;
