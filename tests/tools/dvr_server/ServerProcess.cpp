@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -127,8 +128,18 @@ void ServerProcess::start(const std::vector<std::string> &extra) {
                                           "--name",        kName};
     arguments.insert(arguments.end(), extra.begin(), extra.end());
     // The server's private run directory goes into the test's directory.
-    setenv("TMPDIR", mDir.path().c_str(), 1);
-    mPid = spawnServer(arguments, mDir.path(), mDir.file("server.log"), environ);
+    std::vector<std::string> variables = {"TMPDIR=" + mDir.path()};
+    for (char **variable = environ; *variable != nullptr; ++variable) {
+        if (strncmp(*variable, "TMPDIR=", 7) != 0) {
+            variables.push_back(*variable);
+        }
+    }
+    std::vector<char *> environment;
+    for (std::string &variable : variables) {
+        environment.push_back(variable.data());
+    }
+    environment.push_back(nullptr);
+    mPid = spawnServer(arguments, mDir.path(), mDir.file("server.log"), environment.data());
     ASSERT_GT(mPid, 0) << "cannot start " << DVR_SERVER_TOOL;
 }
 

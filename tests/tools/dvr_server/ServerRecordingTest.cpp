@@ -6,7 +6,6 @@
 #include <binder/ProcessState.h>
 #include <dirent.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -18,6 +17,7 @@
 #include <thread>
 
 #include "ClientCallback.h"
+#include "LineReader.h"
 #include "RecordingReader.h"
 #include "ServerProcess.h"
 
@@ -273,32 +273,6 @@ TEST_F(ServerRecording, SigtermDuringARecordingLeavesEveryFileComplete) {
     }
 }
 
-// Lines from fd until done(lines) holds or 60 s passed.
-std::vector<std::string> readLinesUntil(
-    int fd, const std::function<bool(const std::vector<std::string> &)> &done) {
-    std::vector<std::string> lines;
-    std::string pending;
-    const auto deadline = std::chrono::steady_clock::now() + kWait;
-    while (!done(lines) && std::chrono::steady_clock::now() < deadline) {
-        pollfd readable{fd, POLLIN, 0};
-        if (poll(&readable, 1, 100) != 1) {
-            continue;
-        }
-        char buffer[512];
-        const ssize_t got = read(fd, buffer, sizeof(buffer));
-        if (got <= 0) {
-            break;
-        }
-        pending.append(buffer, static_cast<size_t>(got));
-        size_t newline;
-        while ((newline = pending.find('\n')) != std::string::npos) {
-            lines.push_back(pending.substr(0, newline));
-            pending.erase(0, newline + 1);
-        }
-    }
-    return lines;
-}
-
 TEST_F(ServerRecording, DeadClientLeavesTheRecordingRunningWithDefaultNames) {
     server.start();
     int report[2];
@@ -313,11 +287,12 @@ TEST_F(ServerRecording, DeadClientLeavesTheRecordingRunningWithDefaultNames) {
     close(report[1]);
     // Ready, then each camera's second client-named file begun on disk.
     const std::string storage = server.storageDir();
-    const std::vector<std::string> lines =
-        readLinesUntil(report[0], [](const std::vector<std::string> &got) {
+    const std::vector<std::string> lines = dvrtest::LineReader(report[0]).readUntil(
+        [](const std::vector<std::string> &got) {
             return std::find(got.begin(), got.end(), "ready") != got.end() ||
                    std::find(got.begin(), got.end(), "failed") != got.end();
-        });
+        },
+        kWait);
     const auto named = [&storage](int camera, int number) {
         return storage + "/client_" + std::to_string(camera) + "_" + std::to_string(number) + ".ts";
     };
