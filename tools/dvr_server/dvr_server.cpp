@@ -8,6 +8,7 @@
 #include <binder/ProcessState.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -210,9 +211,9 @@ int main(int argc, char **argv) {
     android::ProcessState::self()->startThreadPool();
     DVR_LOGI("Serving '%s' with up to %d binder threads\n", options.name.c_str(), options.threads);
 
-    int signal = 0;
-    sigwait(&stopSignals, &signal);
-    DVR_LOGI("%s: stopping\n", strsignal(signal));
+    int stopSignal = 0;
+    sigwait(&stopSignals, &stopSignal);
+    DVR_LOGI("%s: stopping\n", strsignal(stopSignal));
     // No client call may start a recording behind the stop.
     front->withdraw();
     service->stopRecordAll();
