@@ -38,6 +38,8 @@ DVRSimCameraConfig readCamera(const json &object, int index) {
     readOptional(object, "stride", &camera.stride);
     readOptional(object, "format", &camera.format);
     readOptional(object, "buffers", &camera.buffers);
+    readOptional(object, "suspendResult", &camera.suspendResult);
+    readOptional(object, "resumeResult", &camera.resumeResult);
     std::string exception = "none";
     readOptional(object, "createException", &exception);
     const std::string where = "cameras[" + std::to_string(index) + "]";
@@ -74,6 +76,8 @@ DVRSimAudioConfig readAudio(const json &object, int index) {
     readOptional(object, "samplingRate", &audio.samplingRate);
     readOptional(object, "chunkMs", &audio.chunkMs);
     readOptional(object, "toneHz", &audio.toneHz);
+    readOptional(object, "suspendResult", &audio.suspendResult);
+    readOptional(object, "resumeResult", &audio.resumeResult);
     require(audio.channels == 1 || audio.channels == 2, where + ".channels must be 1 or 2");
     require(audio.bitsPerSample == 16, where + ".bitsPerSample must be 16");
     require(!audio.samplingRates.empty() && audio.samplingRates.count(0) == 0,

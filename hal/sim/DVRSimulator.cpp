@@ -179,13 +179,29 @@ void DVRSimulator::setEncoderResult(int encoderId, DVRSimEncoderOp op, int resul
 int DVRSimulator::cameraResult(int cameraId, DVRSimDeviceOp op) {
     std::lock_guard<std::mutex> lock(mLock);
     auto found = mCameraResults.find({cameraId, op});
-    return found == mCameraResults.end() ? 0 : found->second;
+    if (found != mCameraResults.end()) {
+        return found->second;
+    }
+    for (const DVRSimCameraConfig &camera : mConfig.cameras) {
+        if (camera.id == cameraId) {
+            return op == DVRSimDeviceOp::Suspend ? camera.suspendResult : camera.resumeResult;
+        }
+    }
+    return 0;
 }
 
 int DVRSimulator::audioResult(int audioId, DVRSimDeviceOp op) {
     std::lock_guard<std::mutex> lock(mLock);
     auto found = mAudioResults.find({audioId, op});
-    return found == mAudioResults.end() ? 0 : found->second;
+    if (found != mAudioResults.end()) {
+        return found->second;
+    }
+    for (const DVRSimAudioConfig &audio : mConfig.audioInputs) {
+        if (audio.id == audioId) {
+            return op == DVRSimDeviceOp::Suspend ? audio.suspendResult : audio.resumeResult;
+        }
+    }
+    return 0;
 }
 
 int DVRSimulator::encoderResult(int encoderId, DVRSimEncoderOp op) {

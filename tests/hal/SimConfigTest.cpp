@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <memory>
 
 #include "DVRAudioDeviceFactory.h"
 #include "DVRCameraDeviceFactory.h"
@@ -137,4 +138,24 @@ TEST_F(SimConfig, ServiceNamesFollowTheConfiguration) {
     EXPECT_STREQ("enc", DVREncoderFactory::getFactory()->getServiceName());
     EXPECT_STREQ("cam", DVRCameraDeviceFactory::getFactory()->getServiceName());
     EXPECT_STREQ("aud", DVRAudioDeviceFactory::getFactory()->getServiceName());
+}
+
+TEST_F(SimConfig, DeviceSuspendAndResumeResultsComeFromTheConfigUnlessForced) {
+    std::string error;
+    ASSERT_TRUE(DVRSimulatorControl::loadConfigText(
+        R"({"cameras": [{"id": 10, "resumeResult": 1}, {"id": 11, "suspendResult": -1}],
+            "audioInputs": [{"id": 20, "resumeResult": -1}]})",
+        &error))
+        << error;
+    std::unique_ptr<DVRCameraDevice> first(DVRCameraDeviceFactory::getFactory()->createDevice(0));
+    std::unique_ptr<DVRCameraDevice> second(DVRCameraDeviceFactory::getFactory()->createDevice(1));
+    std::unique_ptr<DVRAudioDevice> audio(DVRAudioDeviceFactory::getFactory()->createDevice(0));
+    EXPECT_EQ(0, first->suspend());
+    EXPECT_EQ(1, first->resume());
+    EXPECT_EQ(-1, second->suspend());
+    EXPECT_EQ(0, second->resume());
+    EXPECT_EQ(0, audio->suspend());
+    EXPECT_EQ(-1, audio->resume());
+    DVRSimulatorControl::setCameraResult(10, DVRSimDeviceOp::Resume, 0);
+    EXPECT_EQ(0, first->resume());
 }

@@ -32,6 +32,10 @@ struct DVRSimCameraConfig {
     int format = DVR_VIDEO_FORMAT_NV12;
     int buffers = 4;  // frame ring, at least 3
     DVRSimCreateException createException = DVRSimCreateException::None;
+    // What suspend() and resume() answer unless a test forces another result:
+    // a rehearsal of a device that fails a system suspend, for a whole process.
+    int suspendResult = 0;
+    int resumeResult = 0;
 };
 
 struct DVRSimAudioConfig {
@@ -42,6 +46,8 @@ struct DVRSimAudioConfig {
     unsigned int samplingRate = 16000;  // current rate after creation
     int chunkMs = 20;                   // duration of one chunk
     int toneHz = 440;
+    int suspendResult = 0;  // as for cameras
+    int resumeResult = 0;
 };
 
 struct DVREncoderSimConfig {

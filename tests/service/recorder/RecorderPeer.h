@@ -3,6 +3,7 @@
 #ifndef DVR_TEST_RECORDER_PEER_H
 #define DVR_TEST_RECORDER_PEER_H
 
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <string>
@@ -24,6 +25,9 @@ public:
     }
     void setCurrentFileLength(int seconds) { mRecorder.mCurSettings.fileLength = seconds; }
     void setState(DVRStm_e state) { mRecorder.mState = state; }
+    // A refused explicit resolution leaves the settings lock held by the
+    // calling thread; that thread may release it to destroy the recorder.
+    void releaseSettingsLock() { mRecorder.mSettingsLock.unlock(); }
 
     std::string fileName() const { return mRecorder.mFileName; }
     std::string nextFileName() const { return mRecorder.mNextFileName; }
@@ -93,6 +97,39 @@ public:
         return service.mCbkThread;
     }
     static void setSuspend(DVR &service, bool suspended) { service.mIsSuspend = suspended; }
+    static uint32_t recordingMask(DVR &service) { return service.mRecordingMask; }
+
+    // Broken tables, which only a bug in the service could leave behind; each
+    // returns what it took away so that the test can put it back before the
+    // service is destroyed.
+    static Recorder *emptySlot(DVR &service, int index) {
+        Recorder *recorder = service.mRecorder[index];
+        service.mRecorder[index] = nullptr;
+        return recorder;
+    }
+    static void fillSlot(DVR &service, int index, Recorder *recorder) {
+        service.mRecorder[index] = recorder;
+    }
+    static void mapEncoder(DVR &service, int encId, int index) { service.mEncIdMap[encId] = index; }
+    static void mapCamera(DVR &service, int camId, int index) { service.mCamIdMap[camId] = index; }
+    static void mapAudio(DVR &service, int audId, int index) { service.mAudIdMap[audId] = index; }
+    static void unmapEncoder(DVR &service, int encId) { service.mEncIdMap.erase(encId); }
+    static DVRCameraDevice *unlistCamera(DVR &service, int index) {
+        DVRCameraDevice *camera = service.mCameraList.at(index);
+        service.mCameraList.erase(index);
+        return camera;
+    }
+    static void listCamera(DVR &service, int index, DVRCameraDevice *camera) {
+        service.mCameraList[index] = camera;
+    }
+    static DVRAudioDevice *unlistAudio(DVR &service, int index) {
+        DVRAudioDevice *audio = service.mAudioList.at(index);
+        service.mAudioList.erase(index);
+        return audio;
+    }
+    static void listAudio(DVR &service, int index, DVRAudioDevice *audio) {
+        service.mAudioList[index] = audio;
+    }
 };
 
 }  // namespace dvrspace

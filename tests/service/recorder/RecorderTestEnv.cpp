@@ -101,6 +101,15 @@ size_t countLogged(const LogCapture &capture, int priority, const std::string &t
     return matches;
 }
 
+dvrspace::DVRSimCameraConfig smallSimCamera(int id) {
+    dvrspace::DVRSimCameraConfig camera;
+    camera.id = id;
+    camera.width = 320;
+    camera.height = 240;
+    camera.stride = 320;
+    return camera;
+}
+
 std::string readStoreText(int position, int length) {
     std::string text(length + 1, '\0');
     EXPECT_EQ(0, qv_vendor_data_read_string(position, length, text.data()));

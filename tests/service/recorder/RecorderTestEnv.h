@@ -9,6 +9,7 @@
 #include <map>
 #include <string>
 
+#include "DVRSimConfig.h"
 #include "LogCapture.h"
 #include "TempDir.h"
 
@@ -52,6 +53,10 @@ private:
 // message is exactly "[function:<digits>] " + rest.
 size_t countLogged(const LogCapture &capture, int priority, const std::string &tag,
                    const std::string &function, const std::string &rest);
+
+// A simulated 320x240 camera of that id: small frames keep a service with
+// several cameras light.
+dvrspace::DVRSimCameraConfig smallSimCamera(int id);
 
 // Reads position..position+length-1 of the store as text (NULs cut off).
 std::string readStoreText(int position, int length);

@@ -125,9 +125,12 @@ std::vector<std::string> EventClient::namesGiven() {
     return mNames;
 }
 
-void RecordingFixture::SetUp() {
-    // Recorders run threads of their own; a forked child would lack them.
-    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+dvrspace::Recorder::CommandRunner countTuningCommands() {
+    clearTuningCommands();
+    return dvrspace::Recorder::setCommandRunner(&countCommand);
+}
+
+void useSmallFastCameras() {
     dvrspace::DVRSimConfig sim = dvrspace::DVRSimulatorControl::config();
     sim.pacing = dvrspace::DVRSimPacing::Fast;
     for (auto &camera : sim.cameras) {
@@ -136,8 +139,13 @@ void RecordingFixture::SetUp() {
         camera.stride = 320;
     }
     dvrspace::DVRSimulatorControl::setConfig(sim);
-    clearTuningCommands();
-    mPreviousRunner = dvrspace::Recorder::setCommandRunner(&countCommand);
+}
+
+void RecordingFixture::SetUp() {
+    // Recorders run threads of their own; a forked child would lack them.
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    useSmallFastCameras();
+    mPreviousRunner = countTuningCommands();
 }
 
 void RecordingFixture::TearDown() {

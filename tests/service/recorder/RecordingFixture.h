@@ -22,6 +22,11 @@ namespace dvrtest {
 // The storage-tuning commands run so far in this process.
 std::vector<std::string> tuningCommands();
 void clearTuningCommands();
+// From now on the tuning commands are counted (tuningCommands()) instead of
+// run; returns the runner to put back.
+dvrspace::Recorder::CommandRunner countTuningCommands();
+// Devices made from now on: 320x240 cameras, fast pacing.
+void useSmallFastCameras();
 
 constexpr const char *kTuningRecording =
     "echo dma_int_threshold 0 > /sys/devices/platform/9c003e80.mmc/config";
