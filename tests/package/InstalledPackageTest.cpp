@@ -36,5 +36,9 @@ TEST(InstalledPackage, ClientBuildsAndLinksAgainstTheInstalledService) {
 
     output = run(dir.file("client") + "/dvr_package_client", status);
     ASSERT_EQ(0, status) << output;
-    EXPECT_EQ("DVR_STM_READY camera 0 not ready -3 camera_server dvrspace.IDVR\n", output);
+    EXPECT_EQ(
+        "DVR_STM_READY camera 0 not ready -3 camera_server dvrspace.IDVR\n"
+        "cannot read /nonexistent/runtime.cfg: No such file or directory; cannot stat: No such "
+        "file or directory\n",
+        output);
 }

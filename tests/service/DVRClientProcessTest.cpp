@@ -5,7 +5,6 @@
 #include <binder/IServiceManager.h>
 #include <binder/ProcessState.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +17,7 @@
 #include <vector>
 
 #include "DVR.h"
+#include "LineReader.h"
 #include "LogCapture.h"
 #include "Recorder.h"
 #include "RecorderPeer.h"
@@ -174,7 +174,7 @@ protected:
         }
         close(report[1]);
         close(go[0]);
-        mReportFd = report[0];
+        mReports = dvrtest::LineReader(report[0]);
         mGoFd = go[1];
 
         mService = new DVR();
@@ -192,28 +192,7 @@ protected:
     }
 
     // The next count lines the client reported, fewer after 20 s.
-    std::vector<std::string> readLines(size_t count) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        std::vector<std::string> lines;
-        while (lines.size() < count && std::chrono::steady_clock::now() < deadline) {
-            const size_t newline = mPending.find('\n');
-            if (newline != std::string::npos) {
-                lines.push_back(mPending.substr(0, newline));
-                mPending.erase(0, newline + 1);
-                continue;
-            }
-            pollfd readable{mReportFd, POLLIN, 0};
-            if (poll(&readable, 1, 100) == 1) {
-                char buffer[512];
-                const ssize_t got = read(mReportFd, buffer, sizeof(buffer));
-                if (got <= 0) {
-                    break;
-                }
-                mPending.append(buffer, static_cast<size_t>(got));
-            }
-        }
-        return lines;
-    }
+    std::vector<std::string> readLines(size_t count) { return mReports.read(count); }
 
     void releaseHeldCall() { ASSERT_EQ(1, write(mGoFd, "g", 1)); }
 
@@ -240,9 +219,8 @@ protected:
     dvrtest::RecorderTestEnv mEnv;
     dvrtest::LogCapture mCapture;
     pid_t mClientPid = -1;
-    int mReportFd = -1;
+    dvrtest::LineReader mReports;
     int mGoFd = -1;
-    std::string mPending;
     android::sp<DVR> mService;
     android::sp<CallbackFront> mFront;
 };

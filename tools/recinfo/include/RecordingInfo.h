@@ -1,0 +1,43 @@
+// What a recorded file holds, as read back with libavformat: container,
+// streams and one entry per video packet. Filled by RecordingReader.
+#ifndef DVR_RECORDING_INFO_H
+#define DVR_RECORDING_INFO_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace dvrspace {
+
+struct RecordingInfo {
+    bool opened = false;
+    std::string error;      // why the file could not be read, when !opened
+    int64_t sizeBytes = 0;  // on disk
+    std::string container;  // demuxer name: "avi", "mpegts"
+    double durationSeconds = 0;
+
+    std::string videoCodec;  // empty without a video stream
+    int width = 0;
+    int height = 0;
+    double frameRate = 0;
+    std::vector<int64_t> videoPts;  // in frames, in file order
+    std::vector<bool> keyFrames;    // per video packet
+    // The count the container itself states (an AVI header is given it when
+    // the file is completed); 0 when it states none.
+    int64_t declaredVideoFrames = 0;
+    int decodeErrors = 0;  // only counted when pictures are decoded
+
+    bool hasAudio = false;
+    std::string audioCodec;
+    int sampleRate = 0;
+    int channels = 0;
+    int64_t audioPackets = 0;
+
+    size_t videoFrames() const { return videoPts.size(); }
+    size_t keyFrameCount() const;
+};
+
+}  // namespace dvrspace
+
+#endif  // DVR_RECORDING_INFO_H
