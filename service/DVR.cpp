@@ -49,6 +49,47 @@ int lookup(const std::map<int, int> &map, int id) {
     return it == map.end() ? kNotFound : it->second;
 }
 
+// How a kind of id reads in the lookup lines.
+struct IdKind {
+    const char *device;     // "Camera"
+    const char *lowercase;  // "camera"
+    const char *argument;   // "cam_id"
+};
+constexpr IdKind kCameraIds{"Camera", "camera", "cam_id"};
+constexpr IdKind kAudioIds{"Audio", "audio", "aud_id"};
+constexpr IdKind kEncoderIds{"Encoder", "encoder", "enc_id"};
+
+// The table index of id, -1 after an ERROR line when id is unknown; an index
+// outside 0..count-1 means the map is corrupt and aborts. The lines name the
+// client's operation.
+int lookupIndex(const char *function, const std::map<int, int> &map, int id, int count,
+                const IdKind &kind) {
+    const int index = lookup(map, id);
+    if (index == kNotFound) {
+        __android_log_print(ANDROID_LOG_ERROR, LOG_TAG, "[%s:%d] %s index not found with %s(%d)\n",
+                            function, __LINE__, kind.device, kind.argument, id);
+        return -1;
+    }
+    if (index < 0 || index >= count) {
+        __android_log_print(ANDROID_LOG_ERROR, LOG_TAG,
+                            "[%s:%d] Unexpect %s index(%d) gotten from %s(%d)!\n", function,
+                            __LINE__, kind.lowercase, index, kind.argument, id);
+        DVR_ASSERT(0);
+    }
+    return index;
+}
+
+// The index under which a device is listed, -1 when it is not.
+template <typename Device>
+int listedIndex(const std::map<int, Device *> &list, const Device *device) {
+    for (const auto &entry : list) {
+        if (entry.second == device) {
+            return entry.first;
+        }
+    }
+    return -1;
+}
+
 }  // namespace
 
 // ------------------------------------------------------------ construction
@@ -66,8 +107,6 @@ DVR::DVR()
       mRecordingMask(0),
       mTearingDown(false) {
     _dumpOptions();
-    mRecordingMask = 0;
-    mDeathRecipients.clear();
 
     mSvcMonHandle = svc_mon_create();
     DVR_ASSERT(mSvcMonHandle != NULL);
@@ -83,19 +122,11 @@ DVR::DVR()
     DVR_ASSERT(mSvcMsgr != NULL);
     mSvcReceiver = new DVRSvcReceiver(this, mSvcMsgr);
     DVR_LOGI("STD initialized\n");
-    mIsSuspend = false;
 
-    mCamIdMap.clear();
-    mCameraList.clear();
     mCameraCount = initializeCameraDevice();
-    mAudIdMap.clear();
-    mAudioList.clear();
     mAudioCount = initializeAudioDevice();
-
-    mRecorder = NULL;
     // A service without a camera still has one recorder.
     mRecCount = mCameraCount >= 1 ? mCameraCount : 1;
-    mEncIdMap.clear();
     initializeRecorder(mRecCount);
 
     mCbkMgr = std::make_shared<CallbackManager>(CBK_MANAGE_DROP_WITH_CLIENT);
@@ -121,29 +152,16 @@ DVR::~DVR() {
     }
     delete mSvcReceiver;
     mSvcReceiver = NULL;
+    // The finalizers leave the device tables and the id maps empty.
     finalizeRecorder();
     mRecCount = 0;
     finalizeCameraDevice();
     finalizeAudioDevice();
-    mCamIdMap.clear();
-    mCameraList.clear();
-    mAudIdMap.clear();
-    mAudioList.clear();
-    mEncIdMap.clear();
     mDeathRecipients.clear();
-    mSupportSamplingRate.clear();
-    if (mSvcMonHandle != NULL) {
-        if (mSvcMonNotifyHdl != NULL) {
-            svc_mon_notify_rm(mSvcMonHandle, mSvcMonNotifyHdl);
-            mSvcMonNotifyHdl = NULL;
-        }
-        svc_mon_notify_stop(mSvcMonHandle);
-        svc_mon_destroy(mSvcMonHandle);
-        mSvcMonHandle = NULL;
-    }
-    mCbkMgr.reset();
-    mRecordingMask = 0;
-    mCbkThread.clear();
+    // Both handles are set for the object's whole life.
+    svc_mon_notify_rm(mSvcMonHandle, mSvcMonNotifyHdl);
+    svc_mon_notify_stop(mSvcMonHandle);
+    svc_mon_destroy(mSvcMonHandle);
 }
 
 void DVR::_dumpOptions() {
@@ -557,41 +575,37 @@ void DVR::getFileNameFromUser(int index, char *pRetFileName, int length) {
 
 // ------------------------------------------------------------ control
 
-// The common frame of the per-channel operations, run under mLock: the
-// recorder of enc_id, or the early return for an unknown id.
-#define DVR_RECORDER_OR_RETURN(recorder, enc_id, unknownResult) \
-    std::lock_guard<std::mutex> serviceGuard(mLock);            \
-    const int index = _lookupEncoder(__func__, enc_id);         \
-    if (index < 0) {                                            \
-        return unknownResult;                                   \
-    }                                                           \
-    Recorder *recorder = mRecorder[index]
+DVRResult_e DVR::_logFailure(const char *function, int index, DVRResult_e result) {
+    if (result != DVR_SUCCESS) {
+        __android_log_print(ANDROID_LOG_ERROR, LOG_TAG,
+                            "[%s:%d] Recorder #%d failed with error code %d\n", function, __LINE__,
+                            index, result);
+    }
+    return result;
+}
 
-// A DVRResult_e operation's failure is logged and passed on unchanged.
-#define DVR_RETURN_RESULT(index, expression)                                     \
-    do {                                                                         \
-        const DVRResult_e result = (expression);                                 \
-        if (result != DVR_SUCCESS) {                                             \
-            DVR_LOGE("Recorder #%d failed with error code %d\n", index, result); \
-        }                                                                        \
-        return result;                                                           \
-    } while (0)
+template <typename Result, typename Call>
+Result DVR::_inFrame(const char *function, int enc_id, Result unknownResult, Call call) {
+    std::lock_guard<std::mutex> serviceGuard(mLock);
+    const int index = _lookupEncoder(function, enc_id);
+    if (index < 0) {
+        return unknownResult;
+    }
+    return call(*mRecorder[index]);
+}
+
+template <typename Call>
+DVRResult_e DVR::_forward(const char *function, int enc_id, Call call) {
+    std::lock_guard<std::mutex> serviceGuard(mLock);
+    const int index = _lookupEncoder(function, enc_id);
+    if (index < 0) {
+        return DVR_FAILURE;
+    }
+    return _logFailure(function, index, call(*mRecorder[index]));
+}
 
 int DVR::_lookupEncoder(const char *function, int enc_id) {
-    const int index = findEncoderIndex(enc_id);
-    if (index == kNotFound) {
-        __android_log_print(ANDROID_LOG_ERROR, LOG_TAG,
-                            "[%s:%d] Encoder index not found with enc_id(%d)\n", function, __LINE__,
-                            enc_id);
-        return -1;
-    }
-    if (index < 0 || index >= mRecCount) {
-        __android_log_print(ANDROID_LOG_ERROR, LOG_TAG,
-                            "[%s:%d] Unexpect encoder index(%d) gotten from enc_id(%d)!\n",
-                            function, __LINE__, index, enc_id);
-        DVR_ASSERT(0);
-    }
-    return index;
+    return lookupIndex(function, mEncIdMap, enc_id, mRecCount, kEncoderIds);
 }
 
 DVRResult_e DVR::startRecordInternal(int index) {
@@ -744,7 +758,12 @@ DVRResult_e DVR::setAudioRecording(int enc_id, bool enable) {
         }
         return DVR_SUCCESS;
     }
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
+    std::lock_guard<std::mutex> serviceGuard(mLock);
+    const int index = _lookupEncoder(__func__, enc_id);
+    if (index < 0) {
+        return DVR_FAILURE;
+    }
+    Recorder *recorder = mRecorder[index];
     const DVRResult_e eRet = recorder->setAudioRecording(enable);
     DVR_ASSERT(eRet == DVR_SUCCESS);
     return DVR_SUCCESS;
@@ -820,23 +839,13 @@ DVRResult_e DVR::getEncoder(int index, int *encId) {
 }
 
 DVRResult_e DVR::attachCamera(int enc_id, int cam_id) {
-    const int camIndex = findCameraIndex(cam_id);
-    const int encIndex = findEncoderIndex(enc_id);
-    if (camIndex == kNotFound) {
-        DVR_LOGE("Camera index not found with cam_id(%d)\n", cam_id);
+    const int camIndex = lookupIndex(__func__, mCamIdMap, cam_id, mCameraCount, kCameraIds);
+    if (camIndex < 0) {
         return DVR_FAILURE;
     }
-    if (camIndex < 0 || camIndex >= mCameraCount) {
-        DVR_LOGE("Unexpect camera index(%d) gotten from cam_id(%d)!\n", camIndex, cam_id);
-        DVR_ASSERT(0);
-    }
-    if (encIndex == kNotFound) {
-        DVR_LOGE("Encoder index not found with enc_id(%d)\n", enc_id);
+    const int encIndex = _lookupEncoder(__func__, enc_id);
+    if (encIndex < 0) {
         return DVR_FAILURE;
-    }
-    if (encIndex < 0 || encIndex >= mRecCount) {
-        DVR_LOGE("Unexpect encoder index(%d) gotten from enc_id(%d)!\n", encIndex, enc_id);
-        DVR_ASSERT(0);
     }
     std::lock_guard<std::mutex> serviceGuard(mLock);
     DVRCameraDevice *camera = _getCameraFromList(camIndex);
@@ -849,23 +858,13 @@ DVRResult_e DVR::attachCamera(int enc_id, int cam_id) {
 }
 
 DVRResult_e DVR::attachAudio(int enc_id, int aud_id) {
-    const int audIndex = findAudioIndex(aud_id);
-    const int encIndex = findEncoderIndex(enc_id);
-    if (audIndex == kNotFound) {
-        DVR_LOGE("Audio index not found with aud_id(%d)\n", aud_id);
+    const int audIndex = lookupIndex(__func__, mAudIdMap, aud_id, mAudioCount, kAudioIds);
+    if (audIndex < 0) {
         return DVR_FAILURE;
     }
-    if (audIndex < 0 || audIndex >= mAudioCount) {
-        DVR_LOGE("Unexpect audio index(%d) gotten from aud_id(%d)!\n", audIndex, aud_id);
-        DVR_ASSERT(0);
-    }
-    if (encIndex == kNotFound) {
-        DVR_LOGE("Encoder index not found with enc_id(%d)\n", enc_id);
+    const int encIndex = _lookupEncoder(__func__, enc_id);
+    if (encIndex < 0) {
         return DVR_FAILURE;
-    }
-    if (encIndex < 0 || encIndex >= mRecCount) {
-        DVR_LOGE("Unexpect encoder index(%d) gotten from enc_id(%d)!\n", encIndex, enc_id);
-        DVR_ASSERT(0);
     }
     std::lock_guard<std::mutex> serviceGuard(mLock);
     DVRAudioDevice *audio = _getAudioFromList(audIndex);
@@ -878,13 +877,23 @@ DVRResult_e DVR::attachAudio(int enc_id, int aud_id) {
 }
 
 DVRResult_e DVR::detachCamera(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
+    std::lock_guard<std::mutex> serviceGuard(mLock);
+    const int index = _lookupEncoder(__func__, enc_id);
+    if (index < 0) {
+        return DVR_FAILURE;
+    }
+    Recorder *recorder = mRecorder[index];
     recorder->detachCamera();
     return DVR_SUCCESS;
 }
 
 DVRResult_e DVR::detachAudio(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
+    std::lock_guard<std::mutex> serviceGuard(mLock);
+    const int index = _lookupEncoder(__func__, enc_id);
+    if (index < 0) {
+        return DVR_FAILURE;
+    }
+    Recorder *recorder = mRecorder[index];
     recorder->detachAudio();
     return DVR_SUCCESS;
 }
@@ -899,11 +908,10 @@ DVRResult_e DVR::getAttachedCamera(int enc_id, int *pRetIndex) {
         DVR_LOGE("Cannot get camera from Recorder[%d]\n", enc_index);
         return DVR_FAILURE;
     }
-    for (const auto &entry : mCameraList) {
-        if (entry.second == camera) {
-            *pRetIndex = entry.first;
-            return DVR_SUCCESS;
-        }
+    const int index = listedIndex(mCameraList, camera);
+    if (index >= 0) {
+        *pRetIndex = index;
+        return DVR_SUCCESS;
     }
     DVR_LOGE("Attached camera(%p) not found in list\n", camera);
     return DVR_FAILURE;
@@ -919,50 +927,61 @@ DVRResult_e DVR::getAttachedAudio(int enc_id, int *pRetIndex) {
         DVR_LOGE("Cannot get audio from Recorder[%d]\n", enc_index);
         return DVR_FAILURE;
     }
-    for (const auto &entry : mAudioList) {
-        if (entry.second == audio) {
-            *pRetIndex = entry.first;
-            return DVR_SUCCESS;
-        }
+    const int index = listedIndex(mAudioList, audio);
+    if (index >= 0) {
+        *pRetIndex = index;
+        return DVR_SUCCESS;
     }
     DVR_LOGE("Attached audio(%p) not found in list\n", audio);
     return DVR_FAILURE;
 }
 
 DVRResult_e DVR::startRecord(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    (void)recorder;
+    std::lock_guard<std::mutex> serviceGuard(mLock);
+    const int index = _lookupEncoder(__func__, enc_id);
+    if (index < 0) {
+        return DVR_FAILURE;
+    }
     return startRecordInternal(index);
 }
 
 DVRResult_e DVR::stopRecord(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    (void)recorder;
+    std::lock_guard<std::mutex> serviceGuard(mLock);
+    const int index = _lookupEncoder(__func__, enc_id);
+    if (index < 0) {
+        return DVR_FAILURE;
+    }
     return stopRecordInternal(index);
 }
 
 DVRResult_e DVR::autoNextFile(int enc_id, bool enable) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    DVR_RETURN_RESULT(index, recorder->autoNextFile(enable));
+    return _forward(__func__, enc_id,
+                    [&](Recorder &recorder) { return recorder.autoNextFile(enable); });
 }
 
 DVRResult_e DVR::nextFile(int enc_id, const char *fileName) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    DVR_RETURN_RESULT(index, recorder->nextFile(fileName));
+    return _forward(__func__, enc_id,
+                    [&](Recorder &recorder) { return recorder.nextFile(fileName); });
 }
 
 DVRResult_e DVR::setStoragePath(int enc_id, const char *path) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    DVR_RETURN_RESULT(index, recorder->setStoragePath(path));
+    return _forward(__func__, enc_id,
+                    [&](Recorder &recorder) { return recorder.setStoragePath(path); });
 }
 
 DVRResult_e DVR::setFileNameFormat(int enc_id, const char *format, const char *timeFormat) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    DVR_RETURN_RESULT(index, recorder->setFileNameFormat(format, timeFormat));
+    return _forward(__func__, enc_id, [&](Recorder &recorder) {
+        return recorder.setFileNameFormat(format, timeFormat);
+    });
 }
 
 DVRResult_e DVR::applySettings(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
+    std::lock_guard<std::mutex> serviceGuard(mLock);
+    const int index = _lookupEncoder(__func__, enc_id);
+    if (index < 0) {
+        return DVR_FAILURE;
+    }
+    Recorder *recorder = mRecorder[index];
     // Staged settings take effect at a start: a recording channel restarts,
     // any other keeps them until its own next start.
     if (recorder->getCurrentState() != DVR_STM_RECORDING) {
@@ -976,36 +995,46 @@ DVRResult_e DVR::applySettings(int enc_id) {
 }
 
 DVRResult_e DVR::abandonNewSettings(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    DVR_RETURN_RESULT(index, recorder->abandonNewSettings());
+    return _forward(__func__, enc_id,
+                    [&](Recorder &recorder) { return recorder.abandonNewSettings(); });
 }
 
 DVRResult_e DVR::takeSnapshot(int enc_id, SnapshotPA_t &snapshot) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
+    std::lock_guard<std::mutex> serviceGuard(mLock);
+    const int index = _lookupEncoder(__func__, enc_id);
+    if (index < 0) {
+        return DVR_FAILURE;
+    }
+    Recorder *recorder = mRecorder[index];
     if (recorder == NULL) {
         DVR_LOGE("Recorder[%d] is null\n", index);
         return DVR_FAILURE;
     }
-    DVR_RETURN_RESULT(index, recorder->takeSnapshot(snapshot));
+    return _logFailure(__func__, index, recorder->takeSnapshot(snapshot));
 }
 
 DVRResult_e DVR::setOutputFormat(int enc_id, DVRFileFormat_e format) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    DVR_RETURN_RESULT(index, recorder->setOutputFormat(format));
+    return _forward(__func__, enc_id,
+                    [&](Recorder &recorder) { return recorder.setOutputFormat(format); });
 }
 
 DVRResult_e DVR::setBitRate(int enc_id, int bitRate) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    DVR_RETURN_RESULT(index, recorder->setBitRate(bitRate));
+    return _forward(__func__, enc_id,
+                    [&](Recorder &recorder) { return recorder.setBitRate(bitRate); });
 }
 
 DVRResult_e DVR::setFrameRate(int enc_id, int frameRate) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    DVR_RETURN_RESULT(index, recorder->setFrameRate(frameRate));
+    return _forward(__func__, enc_id,
+                    [&](Recorder &recorder) { return recorder.setFrameRate(frameRate); });
 }
 
 DVRResult_e DVR::setResolution(int enc_id, DVRResolution_e resolution) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
+    std::lock_guard<std::mutex> serviceGuard(mLock);
+    const int index = _lookupEncoder(__func__, enc_id);
+    if (index < 0) {
+        return DVR_FAILURE;
+    }
+    Recorder *recorder = mRecorder[index];
     static const struct {
         int width;
         int height;
@@ -1015,38 +1044,49 @@ DVRResult_e DVR::setResolution(int enc_id, DVRResolution_e resolution) {
         DVR_LOGE("Unknown resolution: 0x%x\n", value);
         return DVR_INVALID_ARGUMENT;
     }
-    DVR_RETURN_RESULT(index, recorder->setResolution(kSizes[value].width, kSizes[value].height));
+    return _logFailure(__func__, index,
+                       recorder->setResolution(kSizes[value].width, kSizes[value].height));
 }
 
 DVRResult_e DVR::setFileLength(int enc_id, int seconds) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    DVR_RETURN_RESULT(index, recorder->setFileLength(seconds));
+    return _forward(__func__, enc_id,
+                    [&](Recorder &recorder) { return recorder.setFileLength(seconds); });
 }
 
 DVRResult_e DVR::setTimestamp(int enc_id, QVStampSettings_t *stamp) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
+    std::lock_guard<std::mutex> serviceGuard(mLock);
+    const int index = _lookupEncoder(__func__, enc_id);
+    if (index < 0) {
+        return DVR_FAILURE;
+    }
+    Recorder *recorder = mRecorder[index];
     // The recorder takes the settings by reference: a client's null stops here.
     if (stamp == NULL) {
         DVR_LOGE("Invalid input parameter (pStampSetting=%p)\n", stamp);
         return DVR_INVALID_ARGUMENT;
     }
-    DVR_RETURN_RESULT(index, recorder->setTimestamp(*stamp));
+    return _logFailure(__func__, index, recorder->setTimestamp(*stamp));
 }
 
 DVRResult_e DVR::setSelfDefinedStamp(int enc_id, QVStampSettings_t *pStampSetting) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
+    std::lock_guard<std::mutex> serviceGuard(mLock);
+    const int index = _lookupEncoder(__func__, enc_id);
+    if (index < 0) {
+        return DVR_FAILURE;
+    }
+    Recorder *recorder = mRecorder[index];
     DVR_ASSERT(pStampSetting != NULL);
-    DVR_RETURN_RESULT(index, recorder->setSelfDefinedStamp(pStampSetting));
+    return _logFailure(__func__, index, recorder->setSelfDefinedStamp(pStampSetting));
 }
 
 bool DVR::isSettingChanged(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, false);
-    return recorder->isSettingChanged();
+    return _inFrame(__func__, enc_id, false,
+                    [](Recorder &recorder) { return recorder.isSettingChanged(); });
 }
 
 DVRStm_e DVR::getCurrentState(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, static_cast<DVRStm_e>(-1));
-    return recorder->getCurrentState();
+    return _inFrame(__func__, enc_id, static_cast<DVRStm_e>(-1),
+                    [](Recorder &recorder) { return recorder.getCurrentState(); });
 }
 
 DVRResult_e DVR::getEncoderCapability(int, EncoderDeviceCaps_t *caps) {
@@ -1055,38 +1095,37 @@ DVRResult_e DVR::getEncoderCapability(int, EncoderDeviceCaps_t *caps) {
 }
 
 DVRFileFormat_e DVR::getOutputFormat(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, static_cast<DVRFileFormat_e>(-1));
-    return recorder->getOutputFormat();
+    return _inFrame(__func__, enc_id, static_cast<DVRFileFormat_e>(-1),
+                    [](Recorder &recorder) { return recorder.getOutputFormat(); });
 }
 
 int DVR::getBitRate(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, -1);
-    return recorder->getBitRate();
+    return _inFrame(__func__, enc_id, -1, [](Recorder &recorder) { return recorder.getBitRate(); });
 }
 
 int DVR::getFrameRate(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, -1);
-    return recorder->getFrameRate();
+    return _inFrame(__func__, enc_id, -1,
+                    [](Recorder &recorder) { return recorder.getFrameRate(); });
 }
 
 DVRResolution_e DVR::getResolution(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, static_cast<DVRResolution_e>(-1));
-    return recorder->getResolution();
+    return _inFrame(__func__, enc_id, static_cast<DVRResolution_e>(-1),
+                    [](Recorder &recorder) { return recorder.getResolution(); });
 }
 
 int DVR::getFileLength(int enc_id) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, -1);
-    return recorder->getFileLength();
+    return _inFrame(__func__, enc_id, -1,
+                    [](Recorder &recorder) { return recorder.getFileLength(); });
 }
 
 DVRResult_e DVR::getTimestampSetting(int enc_id, QVStampSettings_t *stamp) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    DVR_RETURN_RESULT(index, recorder->getTimestampSetting(stamp));
+    return _forward(__func__, enc_id,
+                    [&](Recorder &recorder) { return recorder.getTimestampSetting(stamp); });
 }
 
 DVRResult_e DVR::getSelfDefinedStampSetting(int enc_id, QVStampSettings_t *stamp) {
-    DVR_RECORDER_OR_RETURN(recorder, enc_id, DVR_FAILURE);
-    DVR_RETURN_RESULT(index, recorder->getSelfDefinedStampSetting(stamp));
+    return _forward(__func__, enc_id,
+                    [&](Recorder &recorder) { return recorder.getSelfDefinedStampSetting(stamp); });
 }
 
 DVRResult_e DVR::getCameraCapability(int cam_id, CameraDeviceCaps_t *pCaps) {
@@ -1095,14 +1134,9 @@ DVRResult_e DVR::getCameraCapability(int cam_id, CameraDeviceCaps_t *pCaps) {
         return DVR_INVALID_ARGUMENT;
     }
     std::lock_guard<std::mutex> serviceGuard(mLock);
-    const int camIndex = findCameraIndex(cam_id);
-    if (camIndex == kNotFound) {
-        DVR_LOGE("Camera index not found with cam_id(%d)\n", cam_id);
+    const int camIndex = lookupIndex(__func__, mCamIdMap, cam_id, mCameraCount, kCameraIds);
+    if (camIndex < 0) {
         return DVR_FAILURE;
-    }
-    if (camIndex < 0 || camIndex >= mCameraCount) {
-        DVR_LOGE("Unexpect camera index(%d) gotten from cam_id(%d)!\n", camIndex, cam_id);
-        DVR_ASSERT(0);
     }
     DVRCameraDevice *pCam = _getCameraFromList(camIndex);
     DVR_ASSERT(pCam != NULL);
@@ -1120,14 +1154,9 @@ DVRResult_e DVR::getAudioCapability(int aud_id, AudioDeviceCaps_t *pCaps) {
         return DVR_INVALID_ARGUMENT;
     }
     std::lock_guard<std::mutex> serviceGuard(mLock);
-    const int audIndex = findAudioIndex(aud_id);
-    if (audIndex == kNotFound) {
-        DVR_LOGE("Audio index not found with aud_id(%d)\n", aud_id);
+    const int audIndex = lookupIndex(__func__, mAudIdMap, aud_id, mAudioCount, kAudioIds);
+    if (audIndex < 0) {
         return DVR_FAILURE;
-    }
-    if (audIndex < 0 || audIndex >= mAudioCount) {
-        DVR_LOGE("Unexpect audio index(%d) gotten from aud_id(%d)!\n", audIndex, aud_id);
-        DVR_ASSERT(0);
     }
     DVRAudioDevice *pAud = _getAudioFromList(audIndex);
     DVR_ASSERT(pAud != NULL);
@@ -1137,14 +1166,9 @@ DVRResult_e DVR::getAudioCapability(int aud_id, AudioDeviceCaps_t *pCaps) {
 
 DVRResult_e DVR::setSamplingRate(int aud_id, unsigned int rate) {
     std::lock_guard<std::mutex> serviceGuard(mLock);
-    const int audIndex = findAudioIndex(aud_id);
-    if (audIndex == kNotFound) {
-        DVR_LOGE("Audio index not found with aud_id(%d)\n", aud_id);
+    const int audIndex = lookupIndex(__func__, mAudIdMap, aud_id, mAudioCount, kAudioIds);
+    if (audIndex < 0) {
         return DVR_FAILURE;
-    }
-    if (audIndex < 0 || audIndex >= mAudioCount) {
-        DVR_LOGE("Unexpect audio index(%d) gotten from aud_id(%d)!\n", audIndex, aud_id);
-        DVR_ASSERT(0);
     }
     DVRAudioDevice *pAud = _getAudioFromList(audIndex);
     DVR_ASSERT(pAud != NULL);

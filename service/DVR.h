@@ -216,6 +216,16 @@ private:
     // The common frame's lookup: the index of enc_id's recorder, -1 after an
     // ERROR line for an unknown id; a corrupt map aborts. The caller holds mLock.
     int _lookupEncoder(const char *function, int enc_id);
+    // A recorder's non-zero result, logged in the name of the client's
+    // operation, and passed on.
+    DVRResult_e _logFailure(const char *function, int index, DVRResult_e result);
+    // The common frame: under mLock, call(recorder of enc_id), or
+    // unknownResult for an unknown id.
+    template <typename Result, typename Call>
+    Result _inFrame(const char *function, int enc_id, Result unknownResult, Call call);
+    // The same for a DVRResult_e operation, whose failure is logged.
+    template <typename Call>
+    DVRResult_e _forward(const char *function, int enc_id, Call call);
 
     // The caller holds mLock.
     DVRResult_e startRecordInternal(int index);
