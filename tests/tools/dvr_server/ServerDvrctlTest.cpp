@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 #include <png.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <chrono>
+#include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "CommandResult.h"
@@ -95,10 +93,17 @@ TEST_F(ServerDvrctl, RecordingStartedAndStoppedFromTheShellLeavesReadableFiles) 
     ASSERT_EQ(0, snapshot.status) << snapshot.out << snapshot.err;
     FILE *png = fopen(mServer.dir().file("frame.png").c_str(), "rb");
     ASSERT_NE(nullptr, png);
-    unsigned char signature[8] = {};
-    EXPECT_EQ(8u, fread(signature, 1, sizeof(signature), png));
+    // The signature, then the header chunk with the frame's width and height.
+    unsigned char head[24] = {};
+    EXPECT_EQ(sizeof(head), fread(head, 1, sizeof(head), png));
     fclose(png);
-    EXPECT_EQ(0, png_sig_cmp(signature, 0, sizeof(signature)));
+    EXPECT_EQ(0, png_sig_cmp(head, 0, 8));
+    EXPECT_EQ(0, memcmp(head + 12, "IHDR", 4));
+    const auto bigEndian = [&](int at) {
+        return (head[at] << 24) | (head[at + 1] << 16) | (head[at + 2] << 8) | head[at + 3];
+    };
+    EXPECT_EQ(320, bigEndian(16));
+    EXPECT_EQ(240, bigEndian(20));
 
     const CommandResult stop = dvrctl("stopRecord 100");
     ASSERT_EQ(0, stop.status) << stop.out << stop.err;
