@@ -18,11 +18,15 @@
     std::abort();
 }
 
-#define DVR_ASSERT(cond)                                \
-    do {                                                \
-        if (!(cond)) {                                  \
-            dvr_assert_fail(#cond, __FILE__, __LINE__); \
-        }                                               \
+#define DVR_ASSERT(cond) DVR_ASSERT_TEXT(cond, #cond)
+
+// For a condition whose logged text must differ from the C++ expression (a
+// cast, or a field that this code names differently): logs `text` instead.
+#define DVR_ASSERT_TEXT(cond, text)                    \
+    do {                                               \
+        if (!(cond)) {                                 \
+            dvr_assert_fail(text, __FILE__, __LINE__); \
+        }                                              \
     } while (0)
 
 #endif  // DVR_ASSERT_H

@@ -942,7 +942,7 @@ DVRResult_e DVR::startRecord(int enc_id) {
     if (index < 0) {
         return DVR_FAILURE;
     }
-    return startRecordInternal(index);
+    return _logFailure(__func__, index, startRecordInternal(index));
 }
 
 DVRResult_e DVR::stopRecord(int enc_id) {
@@ -951,7 +951,7 @@ DVRResult_e DVR::stopRecord(int enc_id) {
     if (index < 0) {
         return DVR_FAILURE;
     }
-    return stopRecordInternal(index);
+    return _logFailure(__func__, index, stopRecordInternal(index));
 }
 
 DVRResult_e DVR::autoNextFile(int enc_id, bool enable) {

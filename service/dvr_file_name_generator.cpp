@@ -47,13 +47,15 @@ DVRFileNameGenerator::~DVRFileNameGenerator() {
 
 void DVRFileNameGenerator::setFormat(const char *pFileNameFmt, const char *pTimeFmt) {
     if (pFileNameFmt != nullptr && pFileNameFmt[0] != '\0') {
-        DVR_ASSERT(strlen(pFileNameFmt) < (size_t)mFormatLengthLimit);
+        DVR_ASSERT_TEXT(strlen(pFileNameFmt) < (size_t)mFormatLengthLimit,
+                        "strlen(pFileNameFmt) < mFormatLengthLimit");
         strcpy(mFileNameFmt, pFileNameFmt);
     } else {
         mFileNameFmt[0] = '\0';
     }
     if (pTimeFmt != nullptr && pTimeFmt[0] != '\0') {
-        DVR_ASSERT(strlen(pTimeFmt) < (size_t)mFormatLengthLimit);
+        DVR_ASSERT_TEXT(strlen(pTimeFmt) < (size_t)mFormatLengthLimit,
+                        "strlen(pTimeFmt) < mFormatLengthLimit");
         strcpy(mTimeFmt, pTimeFmt);
     } else {
         mTimeFmt[0] = '\0';

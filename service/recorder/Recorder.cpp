@@ -1287,7 +1287,7 @@ int Recorder::_getNextFileFromUser() {
 
 void Recorder::_genDefaultFileName() {
     DVR_ASSERT(mgDeviceCaps->file_name_length_limit > 0);
-    DVR_ASSERT(mCurSettings.fileLength > 0);
+    DVR_ASSERT_TEXT(mCurSettings.fileLength > 0, "mCurSettings.enc.mFileLength > 0");
     const int limit = mgDeviceCaps->file_name_length_limit;
     char *pDefFileName = static_cast<char *>(calloc(limit, 1));
     DVR_ASSERT(pDefFileName != NULL);

@@ -18,3 +18,16 @@ TEST(Assertion, PassesSilentlyWhenConditionHolds) {
     DVR_ASSERT(++evaluated == 1);
     EXPECT_EQ(1, evaluated);
 }
+
+TEST(AssertionDeathTest, TextFormLogsTheGivenConditionInsteadOfTheExpression) {
+    const int limit = 4;
+    EXPECT_DEATH(DVR_ASSERT_TEXT(sizeof(int) < (size_t)limit, "sizeof(int) < limit"),
+                 "Assertion failed: sizeof\\(int\\) < limit, file DVRAssertTest\\.cpp, line "
+                 "[0-9]+\n?$");
+}
+
+TEST(Assertion, TextFormPassesSilentlyWhenConditionHolds) {
+    int evaluated = 0;
+    DVR_ASSERT_TEXT(++evaluated == 1, "evaluated once");
+    EXPECT_EQ(1, evaluated);
+}

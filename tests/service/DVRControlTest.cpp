@@ -613,14 +613,30 @@ TEST_F(DVRControl, EncoderCapabilityIsSharedAndIgnoresItsFirstArgument) {
 
 // ---------------------------------------------------------------- recording
 
-TEST_F(DVRControl, StartOfAChannelWithoutAnOutputFileIsRefusedByTheRecorder) {
+TEST_F(DVRControl, StartAndStopOfAnIdleChannelLogTheInternalThenTheOperationsFailureLine) {
     build();
+    mCapture.clear();
     EXPECT_EQ(DVR_INVALID_OPERATION, mService->startRecord(encoderId(0)));
-    EXPECT_EQ(1u, loggedError("startRecordInternal", "Recorder #0 failed with error code -3\n"));
     EXPECT_EQ(0u, DVRPeer::recordingMask(*mService));
     EXPECT_EQ(kIdleIntervalUs, interval());
     EXPECT_EQ(DVR_INVALID_OPERATION, mService->stopRecord(encoderId(0)));
+
+    // The internal function logs as it returns; the operation's frame logs
+    // the same result after it.
+    std::vector<std::string> failures;
+    for (const dvrtest::LogLine &line : mCapture.lines()) {
+        if (line.priority == ANDROID_LOG_ERROR && line.tag == kTag &&
+            line.message.find("] Recorder #0 failed with error code -3\n") != std::string::npos) {
+            failures.push_back(line.message.substr(0, line.message.find(':')));
+        }
+    }
+    EXPECT_EQ((std::vector<std::string>{"[startRecordInternal", "[startRecord",
+                                        "[stopRecordInternal", "[stopRecord"}),
+              failures);
+    EXPECT_EQ(1u, loggedError("startRecordInternal", "Recorder #0 failed with error code -3\n"));
+    EXPECT_EQ(1u, loggedError("startRecord", "Recorder #0 failed with error code -3\n"));
     EXPECT_EQ(1u, loggedError("stopRecordInternal", "Recorder #0 failed with error code -3\n"));
+    EXPECT_EQ(1u, loggedError("stopRecord", "Recorder #0 failed with error code -3\n"));
 }
 
 TEST_F(DVRControl, CallbackThreadPacesFasterWhileAnyChannelRecords) {

@@ -208,9 +208,11 @@ TEST_F(FileNameGeneratorDeathTest, FormatOfTheLimitOrLongerAborts) {
     generator.setFormat("1234567", "%H%M%S");
     EXPECT_TRUE(generator.isFormatSet());
     EXPECT_DEATH(generator.setFormat("12345678", nullptr),
-                 "strlen\\(pFileNameFmt\\) < \\(size_t\\)mFormatLengthLimit");
+                 "Assertion failed: strlen\\(pFileNameFmt\\) < mFormatLengthLimit, file "
+                 "dvr_file_name_generator\\.cpp, line [0-9]+\n?$");
     EXPECT_DEATH(generator.setFormat(nullptr, "%Y%m%d%H"),
-                 "strlen\\(pTimeFmt\\) < \\(size_t\\)mFormatLengthLimit");
+                 "Assertion failed: strlen\\(pTimeFmt\\) < mFormatLengthLimit, file "
+                 "dvr_file_name_generator\\.cpp, line [0-9]+\n?$");
 }
 
 TEST_F(FileNameGeneratorDeathTest, NullResultPointersAbort) {

@@ -447,7 +447,9 @@ using RecorderFileNameDeathTest = RecorderFileName;
 
 TEST_F(RecorderFileNameDeathTest, DefaultNameWithoutAFileLengthAborts) {
     build();
-    EXPECT_DEATH(peer().genDefaultFileName(), "Assertion failed: mCurSettings.fileLength > 0");
+    EXPECT_DEATH(peer().genDefaultFileName(),
+                 "Assertion failed: mCurSettings\\.enc\\.mFileLength > 0, file Recorder\\.cpp, "
+                 "line [0-9]+\n?$");
 }
 
 TEST_F(RecorderFileNameDeathTest, AskingTheClientWithoutAutomaticNamingAborts) {
