@@ -49,6 +49,12 @@ RecordingInfo RecordingReader::read(const std::string &path) {
     return read(path, nullptr);
 }
 
+RecordingInfo RecordingReader::verify(const std::string &path) {
+    RecordingInfo info = read(path, [](const uint8_t *, int, int, int) {});
+    info.decodedToEnd = info.opened && info.decodeErrors == 0;
+    return info;
+}
+
 RecordingInfo RecordingReader::read(const std::string &path, const PictureSink &pictures) {
     RecordingInfo info;
     struct stat fileStat {};

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "CommandResult.h"
 #include "EncoderHarness.h"
@@ -75,6 +76,37 @@ TEST_F(Recinfo, ReaderCountsFramesKeyFramesAndAudioOfATransportStream) {
     EXPECT_NEAR(1.0, info.durationSeconds, 0.1);
     EXPECT_EQ(sizeOf(dir.file("a.ts")), info.sizeBytes);
     EXPECT_EQ(3u, RecordingReader::read(dir.file("b.ts")).videoFrames());
+}
+
+TEST_F(Recinfo, CompleteRecordingHasNoMissingSlotsAndDecodesToItsEnd) {
+    for (const auto &[format, name] : {std::pair<int, const char *>{DVR_FILE_FORMAT_TS, "a.ts"},
+                                       {DVR_FILE_FORMAT_AVI, "a.avi"}}) {
+        recordTwoFiles(format, true, dir.file(name), dir.file(std::string("b") + name));
+        const RecordingInfo info = RecordingReader::verify(dir.file(name));
+        ASSERT_TRUE(info.opened) << info.error;
+        EXPECT_EQ(static_cast<size_t>(kFps), info.videoFrames()) << name;
+        EXPECT_EQ(0, info.missingSlots()) << name;
+        EXPECT_DOUBLE_EQ(1000.0 / kFps, info.largestGapMs()) << name;
+        EXPECT_NEAR((kFps - 1) / static_cast<double>(kFps),
+                    info.lastPtsSeconds() - info.firstPtsSeconds(), 1e-9)
+            << name;
+        EXPECT_TRUE(info.decodedToEnd) << name;
+        EXPECT_FALSE(RecordingReader::read(dir.file(name)).decodedToEnd) << name;
+    }
+}
+
+TEST_F(Recinfo, FrameDroppedFromAFileIsOneMissingSlot) {
+    recordTwoFiles(DVR_FILE_FORMAT_TS, false, dir.file("a.ts"), dir.file("b.ts"));
+    // ffmpeg's own packet filter drops the sixth frame, keeping every time stamp.
+    const dvrtest::CommandResult dropped =
+        dvrtest::runCommand("ffmpeg -hide_banner -loglevel error -i " + dir.file("a.ts") +
+                            " -c copy -bsf:v \"noise=drop=eq(n\\,5)\" -y " + dir.file("gap.ts"));
+    ASSERT_EQ(0, dropped.status) << dropped.err;
+    const RecordingInfo info = RecordingReader::read(dir.file("gap.ts"));
+    ASSERT_TRUE(info.opened) << info.error;
+    EXPECT_EQ(static_cast<size_t>(kFps - 1), info.videoFrames());
+    EXPECT_EQ(1, info.missingSlots());
+    EXPECT_DOUBLE_EQ(2000.0 / kFps, info.largestGapMs());
 }
 
 TEST_F(Recinfo, TextLineGivesDurationFramesKeyFramesAudioAndSize) {

@@ -34,8 +34,21 @@ struct RecordingInfo {
     int channels = 0;
     int64_t audioPackets = 0;
 
+    // Set by RecordingReader::verify: every video packet decoded without error.
+    bool decodedToEnd = false;
+
     size_t videoFrames() const { return videoPts.size(); }
     size_t keyFrameCount() const;
+
+    // Integrity from the file alone. With presentation times taken from the
+    // capture times, a frame the recording lost leaves an empty frame period.
+    // Frame periods between the first and the last frame that hold no frame.
+    int64_t missingSlots() const;
+    // The longest step between consecutive presentation times, in ms; one
+    // frame period when nothing is missing, 0 with fewer than two frames.
+    double largestGapMs() const;
+    double firstPtsSeconds() const;
+    double lastPtsSeconds() const;
 };
 
 }  // namespace dvrspace

@@ -21,6 +21,8 @@ public:
     // Never fails as such: an unreadable file gives opened == false and error.
     static RecordingInfo read(const std::string &path);
     static RecordingInfo read(const std::string &path, const PictureSink &pictures);
+    // As read, with every picture decoded: fills decodedToEnd.
+    static RecordingInfo verify(const std::string &path);
 };
 
 }  // namespace dvrspace
