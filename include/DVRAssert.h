@@ -20,13 +20,20 @@
 
 #define DVR_ASSERT(cond) DVR_ASSERT_TEXT(cond, #cond)
 
+// The source an assertion names: the file it stands in. A class implemented
+// in several files may name its main file instead, by redefining this after
+// its last include (headers included later would name that file too).
+#ifndef DVR_ASSERT_SOURCE
+#define DVR_ASSERT_SOURCE __FILE__
+#endif
+
 // For a condition whose logged text must differ from the C++ expression (a
 // cast, or a field that this code names differently): logs `text` instead.
-#define DVR_ASSERT_TEXT(cond, text)                    \
-    do {                                               \
-        if (!(cond)) {                                 \
-            dvr_assert_fail(text, __FILE__, __LINE__); \
-        }                                              \
+#define DVR_ASSERT_TEXT(cond, text)                             \
+    do {                                                        \
+        if (!(cond)) {                                          \
+            dvr_assert_fail(text, DVR_ASSERT_SOURCE, __LINE__); \
+        }                                                       \
     } while (0)
 
 #endif  // DVR_ASSERT_H
