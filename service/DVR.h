@@ -219,18 +219,28 @@ private:
     // A recorder's non-zero result, logged in the name of the client's
     // operation, and passed on.
     DVRResult_e _logFailure(const char *function, int index, DVRResult_e result);
-    // The common frame: under mLock, call(recorder of enc_id), or
-    // unknownResult for an unknown id.
-    template <typename Result, typename Call>
-    Result _inFrame(const char *function, int enc_id, Result unknownResult, Call call);
-    // The same for a DVRResult_e operation, whose failure is logged.
-    template <typename Call>
-    DVRResult_e _forward(const char *function, int enc_id, Call call);
+    // The common frame: under mLock, operation on enc_id's channel with args,
+    // or unknownResult for an unknown id. operation is a Recorder member (run
+    // on the channel's recorder), a DVR member whose first parameter is the
+    // channel's index, or a function of the recorder.
+    template <typename Result, typename Operation, typename... Args>
+    Result _inFrame(const char *function, int enc_id, Result unknownResult, Operation operation,
+                    Args &&...args);
+    // The same for a DVRResult_e operation: -1 for an unknown id, a failure
+    // logged in the name of the client's operation.
+    template <typename Operation, typename... Args>
+    DVRResult_e _forward(const char *function, int enc_id, Operation operation, Args &&...args);
+    // operation on the channel of index, as the frame runs it.
+    template <typename Operation, typename... Args>
+    auto _onChannel(int index, Operation operation, Args &&...args);
 
     // The caller holds mLock.
     DVRResult_e startRecordInternal(int index);
     DVRResult_e stopRecordInternal(int index);
     DVRResult_e stopRecordAllInternal();
+    // applySettings on channel index: a recording channel restarts, which
+    // brings its staged settings into force; other states keep them staged.
+    DVRResult_e _restartIfRecording(int index);
     // The monitor's "running": the recorders for the current camera count.
     void _rebuildRecorders();
 

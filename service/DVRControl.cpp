@@ -4,6 +4,10 @@
 
 #include "DVR.h"
 
+#include <functional>
+#include <type_traits>
+#include <utility>
+
 #include "DVRAssert.h"
 #include "DVRCameraDeviceFactory.h"
 #include "DVRInternal.h"
@@ -55,6 +59,29 @@ int lookupIndex(const char *function, const std::map<int, int> &map, int id, int
     return index;
 }
 
+// What the getters give for an unknown id.
+constexpr DVRStm_e kUnknownState = static_cast<DVRStm_e>(-1);
+constexpr DVRFileFormat_e kUnknownFormat = static_cast<DVRFileFormat_e>(-1);
+constexpr DVRResolution_e kUnknownResolution = static_cast<DVRResolution_e>(-1);
+
+// Audio on or off: a recorder always accepts it.
+DVRResult_e switchAudio(Recorder &recorder, bool enable) {
+    const DVRResult_e eRet = recorder.setAudioRecording(enable);
+    DVR_ASSERT(eRet == DVR_SUCCESS);
+    return DVR_SUCCESS;
+}
+
+// Detaching always succeeds for the client, whatever was attached.
+DVRResult_e detachedCamera(Recorder &recorder) {
+    recorder.detachCamera();
+    return DVR_SUCCESS;
+}
+
+DVRResult_e detachedAudio(Recorder &recorder) {
+    recorder.detachAudio();
+    return DVR_SUCCESS;
+}
+
 // The index under which a device is listed, -1 when it is not.
 template <typename Device>
 int listedIndex(const std::map<int, Device *> &list, const Device *device) {
@@ -77,24 +104,34 @@ DVRResult_e DVR::_logFailure(const char *function, int index, DVRResult_e result
     return result;
 }
 
-template <typename Result, typename Call>
-Result DVR::_inFrame(const char *function, int enc_id, Result unknownResult, Call call) {
+template <typename Operation, typename... Args>
+auto DVR::_onChannel(int index, Operation operation, Args &&...args) {
+    if constexpr (std::is_invocable_v<Operation, DVR *, int, Args...>) {
+        return std::invoke(operation, this, index, std::forward<Args>(args)...);
+    } else {
+        return std::invoke(operation, *mRecorder[index], std::forward<Args>(args)...);
+    }
+}
+
+template <typename Result, typename Operation, typename... Args>
+Result DVR::_inFrame(const char *function, int enc_id, Result unknownResult, Operation operation,
+                     Args &&...args) {
     std::lock_guard<std::mutex> serviceGuard(mLock);
     const int index = _lookupEncoder(function, enc_id);
     if (index < 0) {
         return unknownResult;
     }
-    return call(*mRecorder[index]);
+    return _onChannel(index, operation, std::forward<Args>(args)...);
 }
 
-template <typename Call>
-DVRResult_e DVR::_forward(const char *function, int enc_id, Call call) {
+template <typename Operation, typename... Args>
+DVRResult_e DVR::_forward(const char *function, int enc_id, Operation operation, Args &&...args) {
     std::lock_guard<std::mutex> serviceGuard(mLock);
     const int index = _lookupEncoder(function, enc_id);
     if (index < 0) {
         return DVR_FAILURE;
     }
-    return _logFailure(function, index, call(*mRecorder[index]));
+    return _logFailure(function, index, _onChannel(index, operation, std::forward<Args>(args)...));
 }
 
 int DVR::_lookupEncoder(const char *function, int enc_id) {
@@ -127,6 +164,19 @@ DVRResult_e DVR::stopRecordInternal(int index) {
         DVR_LOGE("Recorder #%d failed with error code %d\n", index, result);
     }
     return result;
+}
+
+DVRResult_e DVR::_restartIfRecording(int index) {
+    // Staged settings take effect at a start: a recording channel restarts,
+    // any other keeps them until its own next start.
+    if (mRecorder[index]->getCurrentState() != DVR_STM_RECORDING) {
+        return DVR_SUCCESS;
+    }
+    const DVRResult_e ret = stopRecordInternal(index);
+    if (ret != DVR_SUCCESS) {
+        return ret;
+    }
+    return startRecordInternal(index);
 }
 
 DVRResult_e DVR::stopRecordAllInternal() {
@@ -246,20 +296,11 @@ DVRResult_e DVR::setAudioRecording(int enc_id, bool enable) {
             if (recorder == NULL) {
                 continue;
             }
-            const DVRResult_e eRet = recorder->setAudioRecording(enable);
-            DVR_ASSERT(eRet == DVR_SUCCESS);
+            switchAudio(*recorder, enable);
         }
         return DVR_SUCCESS;
     }
-    std::lock_guard<std::mutex> serviceGuard(mLock);
-    const int index = _lookupEncoder(__func__, enc_id);
-    if (index < 0) {
-        return DVR_FAILURE;
-    }
-    Recorder *recorder = mRecorder[index];
-    const DVRResult_e eRet = recorder->setAudioRecording(enable);
-    DVR_ASSERT(eRet == DVR_SUCCESS);
-    return DVR_SUCCESS;
+    return _inFrame(__func__, enc_id, DVR_FAILURE, switchAudio, enable);
 }
 
 bool DVR::getAudioRecording(int) {
@@ -370,25 +411,11 @@ DVRResult_e DVR::attachAudio(int enc_id, int aud_id) {
 }
 
 DVRResult_e DVR::detachCamera(int enc_id) {
-    std::lock_guard<std::mutex> serviceGuard(mLock);
-    const int index = _lookupEncoder(__func__, enc_id);
-    if (index < 0) {
-        return DVR_FAILURE;
-    }
-    Recorder *recorder = mRecorder[index];
-    recorder->detachCamera();
-    return DVR_SUCCESS;
+    return _inFrame(__func__, enc_id, DVR_FAILURE, detachedCamera);
 }
 
 DVRResult_e DVR::detachAudio(int enc_id) {
-    std::lock_guard<std::mutex> serviceGuard(mLock);
-    const int index = _lookupEncoder(__func__, enc_id);
-    if (index < 0) {
-        return DVR_FAILURE;
-    }
-    Recorder *recorder = mRecorder[index];
-    recorder->detachAudio();
-    return DVR_SUCCESS;
+    return _inFrame(__func__, enc_id, DVR_FAILURE, detachedAudio);
 }
 
 DVRResult_e DVR::getAttachedCamera(int enc_id, int *pRetIndex) {
@@ -430,66 +457,35 @@ DVRResult_e DVR::getAttachedAudio(int enc_id, int *pRetIndex) {
 }
 
 DVRResult_e DVR::startRecord(int enc_id) {
-    std::lock_guard<std::mutex> serviceGuard(mLock);
-    const int index = _lookupEncoder(__func__, enc_id);
-    if (index < 0) {
-        return DVR_FAILURE;
-    }
-    return _logFailure(__func__, index, startRecordInternal(index));
+    return _forward(__func__, enc_id, &DVR::startRecordInternal);
 }
 
 DVRResult_e DVR::stopRecord(int enc_id) {
-    std::lock_guard<std::mutex> serviceGuard(mLock);
-    const int index = _lookupEncoder(__func__, enc_id);
-    if (index < 0) {
-        return DVR_FAILURE;
-    }
-    return _logFailure(__func__, index, stopRecordInternal(index));
+    return _forward(__func__, enc_id, &DVR::stopRecordInternal);
 }
 
 DVRResult_e DVR::autoNextFile(int enc_id, bool enable) {
-    return _forward(__func__, enc_id,
-                    [&](Recorder &recorder) { return recorder.autoNextFile(enable); });
+    return _forward(__func__, enc_id, &Recorder::autoNextFile, enable);
 }
 
 DVRResult_e DVR::nextFile(int enc_id, const char *fileName) {
-    return _forward(__func__, enc_id,
-                    [&](Recorder &recorder) { return recorder.nextFile(fileName); });
+    return _forward(__func__, enc_id, &Recorder::nextFile, fileName);
 }
 
 DVRResult_e DVR::setStoragePath(int enc_id, const char *path) {
-    return _forward(__func__, enc_id,
-                    [&](Recorder &recorder) { return recorder.setStoragePath(path); });
+    return _forward(__func__, enc_id, &Recorder::setStoragePath, path);
 }
 
 DVRResult_e DVR::setFileNameFormat(int enc_id, const char *format, const char *timeFormat) {
-    return _forward(__func__, enc_id, [&](Recorder &recorder) {
-        return recorder.setFileNameFormat(format, timeFormat);
-    });
+    return _forward(__func__, enc_id, &Recorder::setFileNameFormat, format, timeFormat);
 }
 
 DVRResult_e DVR::applySettings(int enc_id) {
-    std::lock_guard<std::mutex> serviceGuard(mLock);
-    const int index = _lookupEncoder(__func__, enc_id);
-    if (index < 0) {
-        return DVR_FAILURE;
-    }
-    Recorder *recorder = mRecorder[index];
-    // Staged settings take effect at a start: a recording channel restarts,
-    // any other keeps them until its own next start.
-    if (recorder->getCurrentState() != DVR_STM_RECORDING) {
-        return DVR_SUCCESS;
-    }
-    const DVRResult_e ret = stopRecordInternal(index);
-    if (ret != DVR_SUCCESS) {
-        return ret;
-    }
-    return startRecordInternal(index);
+    return _inFrame(__func__, enc_id, DVR_FAILURE, &DVR::_restartIfRecording);
 }
 
 DVRResult_e DVR::abandonNewSettings(int enc_id) {
-    return _forward(__func__, enc_id,
-                    [&](Recorder &recorder) { return recorder.abandonNewSettings(); });
+    return _forward(__func__, enc_id, &Recorder::abandonNewSettings);
 }
 
 DVRResult_e DVR::takeSnapshot(int enc_id, SnapshotPA_t &snapshot) {
@@ -507,18 +503,15 @@ DVRResult_e DVR::takeSnapshot(int enc_id, SnapshotPA_t &snapshot) {
 }
 
 DVRResult_e DVR::setOutputFormat(int enc_id, DVRFileFormat_e format) {
-    return _forward(__func__, enc_id,
-                    [&](Recorder &recorder) { return recorder.setOutputFormat(format); });
+    return _forward(__func__, enc_id, &Recorder::setOutputFormat, format);
 }
 
 DVRResult_e DVR::setBitRate(int enc_id, int bitRate) {
-    return _forward(__func__, enc_id,
-                    [&](Recorder &recorder) { return recorder.setBitRate(bitRate); });
+    return _forward(__func__, enc_id, &Recorder::setBitRate, bitRate);
 }
 
 DVRResult_e DVR::setFrameRate(int enc_id, int frameRate) {
-    return _forward(__func__, enc_id,
-                    [&](Recorder &recorder) { return recorder.setFrameRate(frameRate); });
+    return _forward(__func__, enc_id, &Recorder::setFrameRate, frameRate);
 }
 
 DVRResult_e DVR::setResolution(int enc_id, DVRResolution_e resolution) {
@@ -542,8 +535,7 @@ DVRResult_e DVR::setResolution(int enc_id, DVRResolution_e resolution) {
 }
 
 DVRResult_e DVR::setFileLength(int enc_id, int seconds) {
-    return _forward(__func__, enc_id,
-                    [&](Recorder &recorder) { return recorder.setFileLength(seconds); });
+    return _forward(__func__, enc_id, &Recorder::setFileLength, seconds);
 }
 
 DVRResult_e DVR::setTimestamp(int enc_id, QVStampSettings_t *stamp) {
@@ -562,24 +554,18 @@ DVRResult_e DVR::setTimestamp(int enc_id, QVStampSettings_t *stamp) {
 }
 
 DVRResult_e DVR::setSelfDefinedStamp(int enc_id, QVStampSettings_t *pStampSetting) {
-    std::lock_guard<std::mutex> serviceGuard(mLock);
-    const int index = _lookupEncoder(__func__, enc_id);
-    if (index < 0) {
-        return DVR_FAILURE;
-    }
-    Recorder *recorder = mRecorder[index];
-    DVR_ASSERT(pStampSetting != NULL);
-    return _logFailure(__func__, index, recorder->setSelfDefinedStamp(pStampSetting));
+    return _forward(__func__, enc_id, [&](Recorder &recorder) {
+        DVR_ASSERT(pStampSetting != NULL);
+        return recorder.setSelfDefinedStamp(pStampSetting);
+    });
 }
 
 bool DVR::isSettingChanged(int enc_id) {
-    return _inFrame(__func__, enc_id, false,
-                    [](Recorder &recorder) { return recorder.isSettingChanged(); });
+    return _inFrame(__func__, enc_id, false, &Recorder::isSettingChanged);
 }
 
 DVRStm_e DVR::getCurrentState(int enc_id) {
-    return _inFrame(__func__, enc_id, static_cast<DVRStm_e>(-1),
-                    [](Recorder &recorder) { return recorder.getCurrentState(); });
+    return _inFrame(__func__, enc_id, kUnknownState, &Recorder::getCurrentState);
 }
 
 DVRResult_e DVR::getEncoderCapability(int, EncoderDeviceCaps_t *caps) {
@@ -588,37 +574,31 @@ DVRResult_e DVR::getEncoderCapability(int, EncoderDeviceCaps_t *caps) {
 }
 
 DVRFileFormat_e DVR::getOutputFormat(int enc_id) {
-    return _inFrame(__func__, enc_id, static_cast<DVRFileFormat_e>(-1),
-                    [](Recorder &recorder) { return recorder.getOutputFormat(); });
+    return _inFrame(__func__, enc_id, kUnknownFormat, &Recorder::getOutputFormat);
 }
 
 int DVR::getBitRate(int enc_id) {
-    return _inFrame(__func__, enc_id, -1, [](Recorder &recorder) { return recorder.getBitRate(); });
+    return _inFrame(__func__, enc_id, -1, &Recorder::getBitRate);
 }
 
 int DVR::getFrameRate(int enc_id) {
-    return _inFrame(__func__, enc_id, -1,
-                    [](Recorder &recorder) { return recorder.getFrameRate(); });
+    return _inFrame(__func__, enc_id, -1, &Recorder::getFrameRate);
 }
 
 DVRResolution_e DVR::getResolution(int enc_id) {
-    return _inFrame(__func__, enc_id, static_cast<DVRResolution_e>(-1),
-                    [](Recorder &recorder) { return recorder.getResolution(); });
+    return _inFrame(__func__, enc_id, kUnknownResolution, &Recorder::getResolution);
 }
 
 int DVR::getFileLength(int enc_id) {
-    return _inFrame(__func__, enc_id, -1,
-                    [](Recorder &recorder) { return recorder.getFileLength(); });
+    return _inFrame(__func__, enc_id, -1, &Recorder::getFileLength);
 }
 
 DVRResult_e DVR::getTimestampSetting(int enc_id, QVStampSettings_t *stamp) {
-    return _forward(__func__, enc_id,
-                    [&](Recorder &recorder) { return recorder.getTimestampSetting(stamp); });
+    return _forward(__func__, enc_id, &Recorder::getTimestampSetting, stamp);
 }
 
 DVRResult_e DVR::getSelfDefinedStampSetting(int enc_id, QVStampSettings_t *stamp) {
-    return _forward(__func__, enc_id,
-                    [&](Recorder &recorder) { return recorder.getSelfDefinedStampSetting(stamp); });
+    return _forward(__func__, enc_id, &Recorder::getSelfDefinedStampSetting, stamp);
 }
 
 DVRResult_e DVR::getCameraCapability(int cam_id, CameraDeviceCaps_t *pCaps) {
