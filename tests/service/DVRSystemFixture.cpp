@@ -9,7 +9,7 @@
 #include "DVRCameraDeviceFactory.h"
 #include "DVREncoderFactory.h"
 #include "RecorderPeer.h"
-#include "SvcStateDir.h"
+#include "ServiceStates.h"
 
 namespace dvrtest {
 
@@ -75,15 +75,11 @@ std::string DVRSystemFixture::audioService() {
 }
 
 void DVRSystemFixture::setServiceState(const std::string &service, const std::string &state) {
-    std::string error;
-    ASSERT_TRUE(SvcStateDir(mEnv.serviceDir()).write(service, state, &error)) << error;
+    ServiceStates(mEnv.serviceDir()).set(service, state);
 }
 
 std::string DVRSystemFixture::serviceState(const std::string &service) {
-    std::string state;
-    std::string error;
-    EXPECT_TRUE(SvcStateDir(mEnv.serviceDir()).read(service, &state, &error)) << error;
-    return state;
+    return ServiceStates(mEnv.serviceDir()).get(service);
 }
 
 size_t DVRSystemFixture::logged(int priority, const std::string &tag, const std::string &function,

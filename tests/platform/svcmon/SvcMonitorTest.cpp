@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "LogCapture.h"
+#include "ServiceStates.h"
 #include "SvcStateDir.h"
 #include "TempDir.h"
 #include "svc_mon.h"
@@ -73,22 +74,25 @@ private:
 class SvcMonitorTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        setenv("DVR_SVC_DIR", mTemp.path().c_str(), 1);
+        mStates.watchedByMonitors();
         mMonitor = svc_mon_create();
         ASSERT_NE(nullptr, mMonitor);
     }
     void TearDown() override { svc_mon_destroy(mMonitor); }
 
-    void set(const std::string &service, const std::string &state) {
-        std::string error;
-        ASSERT_TRUE(mDir.write(service, state, &error)) << error;
-    }
+    void set(const std::string &service, const std::string &state) { mStates.set(service, state); }
     svc_mon_notify_handle_t addLog(CallLog *log) {
         return svc_mon_notify_add(mMonitor, "init", &CallLog::callback, log);
+    }
+    // Adds log as a handler and starts the monitor.
+    void startWith(CallLog *log) {
+        ASSERT_NE(nullptr, addLog(log));
+        ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
     }
 
     dvrtest::TempDir mTemp;
     SvcStateDir mDir{mTemp.path()};
+    dvrtest::ServiceStates mStates{mTemp.path()};
     svc_mon_handle_t mMonitor = nullptr;
 };
 
@@ -128,16 +132,14 @@ TEST_F(SvcMonitorTest, ReportsAChangeToEveryHandlerOnTheMonitorThread) {
 TEST_F(SvcMonitorTest, StatesPresentAtStartAreNotReported) {
     set("cam_service", "stopped");
     CallLog log;
-    ASSERT_NE(nullptr, addLog(&log));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&log));
     set("marker", "stopped");
     EXPECT_EQ((States{{"marker", "stopped"}}), log.statesUntil({"marker", "stopped"}));
 }
 
 TEST_F(SvcMonitorTest, SameStateWrittenAgainIsNotReported) {
     CallLog log;
-    ASSERT_NE(nullptr, addLog(&log));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&log));
     set("enc", "stopped");
     ASSERT_EQ((States{{"enc", "stopped"}}), log.statesUntil({"enc", "stopped"}));
     set("enc", "stopped");
@@ -148,8 +150,7 @@ TEST_F(SvcMonitorTest, SameStateWrittenAgainIsNotReported) {
 
 TEST_F(SvcMonitorTest, NewServiceInTheDefaultStateIsNotAChange) {
     CallLog log;
-    ASSERT_NE(nullptr, addLog(&log));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&log));
     set("enc", "running");
     set("marker", "stopped");
     EXPECT_EQ((States{{"marker", "stopped"}}), log.statesUntil({"marker", "stopped"}));
@@ -196,8 +197,7 @@ TEST_F(SvcMonitorTest, ChangesMadeWhileAHandlerRunsArriveInOneCallInOrder) {
 
 TEST_F(SvcMonitorTest, RemovedFileReportsTheDefaultState) {
     CallLog log;
-    ASSERT_NE(nullptr, addLog(&log));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&log));
     set("cam", "stopped");
     ASSERT_EQ((States{{"cam", "stopped"}}), log.statesUntil({"cam", "stopped"}));
     std::string error;
@@ -209,8 +209,7 @@ TEST_F(SvcMonitorTest, RemovedFileReportsTheDefaultState) {
 TEST_F(SvcMonitorTest, DefaultChangeReportsKnownServicesWithoutFile) {
     set("enc", "running");
     CallLog log;
-    ASSERT_NE(nullptr, addLog(&log));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&log));
     set("cam", "stopped");
     ASSERT_EQ((States{{"cam", "stopped"}}), log.statesUntil({"cam", "stopped"}));
     std::string error;
@@ -224,8 +223,7 @@ TEST_F(SvcMonitorTest, DefaultChangeReportsKnownServicesWithoutFile) {
 
 TEST_F(SvcMonitorTest, InPlaceRewriteIsReported) {
     CallLog log;
-    ASSERT_NE(nullptr, addLog(&log));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&log));
     std::ofstream(mTemp.file("audio")) << "restarting\n";
     EXPECT_EQ((States{{"audio", "restarting"}}), log.statesUntil({"audio", "restarting"}));
 }
@@ -233,8 +231,7 @@ TEST_F(SvcMonitorTest, InPlaceRewriteIsReported) {
 TEST_F(SvcMonitorTest, MalformedFileIsLoggedAndNotReported) {
     LogCapture capture;
     CallLog log;
-    ASSERT_NE(nullptr, addLog(&log));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&log));
     std::ofstream(mTemp.file("cam")) << "half written";
     set("marker", "stopped");
     EXPECT_EQ((States{{"marker", "stopped"}}), log.statesUntil({"marker", "stopped"}));
@@ -368,8 +365,7 @@ TEST_F(SvcMonitorTest, RemovingAnUnknownHandleFails) {
 
 TEST_F(SvcMonitorTest, StopEndsReportsAndStartTakesANewBaseline) {
     CallLog log;
-    ASSERT_NE(nullptr, addLog(&log));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&log));
     ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor)) << "starting twice is harmless";
     set("enc", "stopped");
     ASSERT_EQ((States{{"enc", "stopped"}}), log.statesUntil({"enc", "stopped"}));
@@ -408,8 +404,7 @@ TEST_F(SvcMonitorTest, StopStartAndDestroyAreRefusedInsideAHandler) {
     svc_mon_notify_handle_t handle =
         svc_mon_notify_add(mMonitor, "init", &Meddler::callback, &meddler);
     CallLog log;
-    ASSERT_NE(nullptr, addLog(&log));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&log));
     set("enc", "stopped");
     meddler.done.get_future().wait();
     EXPECT_EQ(-1, meddler.stopResult);
@@ -429,8 +424,7 @@ TEST_F(SvcMonitorTest, StopStartAndDestroyAreRefusedInsideAHandler) {
 
 TEST_F(SvcMonitorTest, StartServiceAndWaitWritesRunningAndIsReported) {
     CallLog log;
-    ASSERT_NE(nullptr, addLog(&log));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&log));
     set("enc", "stopped");
     ASSERT_EQ((States{{"enc", "stopped"}}), log.statesUntil({"enc", "stopped"}));
     ASSERT_EQ(SVC_MON_NOERROR, startServiceAndWait("enc"));

@@ -4,14 +4,13 @@
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <future>
 #include <sstream>
 #include <string>
 
 #include "CommandResult.h"
-#include "SvcStateDir.h"
+#include "ServiceStates.h"
 #include "TempDir.h"
 #include "svc_mon.h"
 
@@ -120,10 +119,7 @@ TEST_F(SvcctlTest, UsesDvrSvcDirWithoutDirOption) {
     const ToolResult set =
         run("DVR_SVC_DIR=" + mTemp.path() + " " + SVCCTL_TOOL + " set cam stopped");
     EXPECT_EQ(0, set.status);
-    std::string state;
-    std::string error;
-    ASSERT_TRUE(SvcStateDir(mTemp.path()).read("cam", &state, &error)) << error;
-    EXPECT_EQ("stopped", state);
+    EXPECT_EQ("stopped", dvrtest::ServiceStates(mTemp.path()).get("cam"));
 }
 
 namespace {
@@ -138,7 +134,7 @@ void recordLast(const char *, const svc_state_t *states, int count, void *contex
 }  // namespace
 
 TEST_F(SvcctlTest, MonitorReportsWhatSvcctlSets) {
-    setenv("DVR_SVC_DIR", mTemp.path().c_str(), 1);
+    dvrtest::ServiceStates(mTemp.path()).watchedByMonitors();
     svc_mon_handle_t monitor = svc_mon_create();
     ASSERT_NE(nullptr, monitor);
     std::promise<std::string> seen;

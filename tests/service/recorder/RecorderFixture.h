@@ -33,6 +33,18 @@ protected:
         mService = new dvrspace::DVR();
         mRecorder = dvrspace::DVRPeer::recorder(*mService, 0);
     }
+    // build() with one camera, the simulator's first as configured or the
+    // given one, attached to the recorder of channel 0.
+    void buildWithCamera() {
+        build();
+        attachCamera();
+    }
+    void buildWithCamera(const dvrspace::DVRSimCameraConfig &camera) {
+        dvrspace::DVRSimConfig sim = dvrspace::DVRSimulatorControl::config();
+        sim.cameras = {camera};
+        dvrspace::DVRSimulatorControl::setConfig(sim);
+        buildWithCamera();
+    }
     void attachCamera() {
         mCamera = dvrspace::DVRPeer::camera(*mService, 0);
         ASSERT_NE(nullptr, mCamera);

@@ -108,8 +108,7 @@ TEST_F(RecorderLifetime, AudioAttachKeepsTheFirstAndDetachTwiceWarns) {
 using RecorderLifetimeDeathTest = RecorderLifetime;
 
 TEST_F(RecorderLifetimeDeathTest, DestroyingWithACameraAttachedAborts) {
-    build();
-    attachCamera();
+    buildWithCamera();
     EXPECT_DEATH(destroyRecorder(),
                  "Camera device does not detach! Please call Recorder::detachCamera\\(\\) before "
                  "releasing Recorder instance!");

@@ -374,8 +374,7 @@ TEST_F(RecorderSettings, ResolutionFollowsTheCameraOnly) {
 }
 
 TEST_F(RecorderSettings, AnExplicitResolutionIsRefusedAndKeepsTheSettingsLocked) {
-    build();
-    attachCamera();
+    buildWithCamera();
     EXPECT_EQ(DVR_INVALID_ARGUMENT, mRecorder->setResolution(1280, 720));
     EXPECT_EQ(1u, countLogged(mCapture, ANDROID_LOG_ERROR, "DVRRecorder", "setResolution",
                               "Follow input's resolution only...\n"));

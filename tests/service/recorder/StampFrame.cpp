@@ -79,4 +79,17 @@ PixelChanges comparePixels(const Nv12Frame &before, const Nv12Frame &after,
     return changes;
 }
 
+Drawing drawOnBlack(int width, int height, int stride,
+                    const std::function<int(Nv12Frame &)> &draw) {
+    Drawing drawing{Nv12Frame(width, height, stride), Nv12Frame(width, height, stride), 0};
+    drawing.result = draw(drawing.after);
+    return drawing;
+}
+
+void expectDrawnOnlyInside(const Drawing &drawing, const Box &box, int minInside) {
+    const PixelChanges changes = comparePixels(drawing.before, drawing.after, {box});
+    EXPECT_GT(changes.inside, minInside);
+    EXPECT_EQ(0, changes.outside);
+}
+
 }  // namespace dvrtest

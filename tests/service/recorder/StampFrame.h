@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -68,6 +69,20 @@ struct PixelChanges {
 // A chroma sample counts as inside when one of its four pixels is.
 PixelChanges comparePixels(const Nv12Frame &before, const Nv12Frame &after,
                            const std::vector<Box> &boxes);
+
+// A black frame before and after something drew into it.
+struct Drawing {
+    Nv12Frame before;
+    Nv12Frame after;
+    int result;  // what the drawing returned
+};
+
+// Runs draw on a black frame of the given geometry.
+Drawing drawOnBlack(int width, int height, int stride, const std::function<int(Nv12Frame &)> &draw);
+
+// Expects more than minInside changed luma pixels inside box and no change
+// outside it.
+void expectDrawnOnlyInside(const Drawing &drawing, const Box &box, int minInside);
 
 }  // namespace dvrtest
 

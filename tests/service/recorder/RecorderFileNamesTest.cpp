@@ -335,8 +335,7 @@ TEST_F(RecorderFileName, AutoNextFileLeavesAStoppingRecorderAlone) {
 }
 
 TEST_F(RecorderFileName, NameFromTheSubscribedClientBecomesTheNextFile) {
-    build();
-    attachCamera();
+    buildWithCamera();
     android::sp<NamingClient> client = subscribeNamingClient("/data/from_client.ts");
     mRecorder->autoNextFile(true);
     EXPECT_EQ(0, peer().getNextFileFromUser());
@@ -347,8 +346,7 @@ TEST_F(RecorderFileName, NameFromTheSubscribedClientBecomesTheNextFile) {
 }
 
 TEST_F(RecorderFileName, EmptyNameFromTheClientFallsBackToTheDefaultName) {
-    build();
-    attachCamera();
+    buildWithCamera();
     subscribeNamingClient("");
     mRecorder->autoNextFile(true);
     peer().applyStagedSettings();
@@ -359,8 +357,7 @@ TEST_F(RecorderFileName, EmptyNameFromTheClientFallsBackToTheDefaultName) {
 }
 
 TEST_F(RecorderFileName, NoNamingClientCountsAsAnEmptyName) {
-    build();
-    attachCamera();
+    buildWithCamera();
     mRecorder->autoNextFile(true);
     EXPECT_EQ(-1, peer().getNextFileFromUser());
     EXPECT_EQ(1u, logged(ANDROID_LOG_ERROR, "_getNextFileFromUser",
@@ -369,8 +366,7 @@ TEST_F(RecorderFileName, NoNamingClientCountsAsAnEmptyName) {
 }
 
 TEST_F(RecorderFileName, WithoutAutomaticNamingTheDefaultNameIsUsed) {
-    build();
-    attachCamera();
+    buildWithCamera();
     android::sp<NamingClient> client = subscribeNamingClient("/data/unused.ts");
     peer().applyStagedSettings();
     peer().updateFileName();

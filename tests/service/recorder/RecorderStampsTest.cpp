@@ -32,10 +32,6 @@ public:
 
 class RecorderStamp : public RecorderFixture {
 protected:
-    void buildWithCamera() {
-        build();
-        attachCamera();
-    }
     // Stages both stamps and brings them into force, as start() does.
     void useStamps(const QVStampSettings_t &timestamp, const QVStampSettings_t &user) {
         ASSERT_EQ(DVR_SUCCESS, mRecorder->setTimestamp(timestamp));
@@ -53,6 +49,11 @@ protected:
         void *planes[2] = {frame.address(), nullptr};
         return peer().renderStamp(planes);
     }
+    // render() on a black frame of the camera's geometry.
+    Drawing renderOnBlack() {
+        return drawOnBlack(kWidth, kHeight, kStride,
+                           [this](Nv12Frame &frame) { return render(frame); });
+    }
     size_t serviceLogged(int priority, const std::string &function, const std::string &rest) {
         return countLogged(mCapture, priority, "DVRRecorder", function, rest);
     }
@@ -64,22 +65,17 @@ TEST_F(RecorderStamp, BothStampsDisabledDrawNothing) {
     buildWithCamera();
     useStamps(kOff, kOff);
     subscribeStampClient("never asked");
-    Frame frame;
-    const Frame before = frame;
-    EXPECT_EQ(0, render(frame));
-    EXPECT_EQ(before.bytes(), frame.bytes());
+    const Drawing drawn = renderOnBlack();
+    EXPECT_EQ(0, drawn.result);
+    EXPECT_EQ(drawn.before.bytes(), drawn.after.bytes());
 }
 
 TEST_F(RecorderStamp, TimestampIsDrawnInsideItsBoxOnly) {
     buildWithCamera();
     useStamps({true, 100, 60, QV_DVR_STAMP_FONT_SIZE_MEDIUM, kWhiteSelector, 0}, kOff);
-    Frame frame;
-    const Frame before = frame;
-    EXPECT_EQ(0, render(frame));
-    const PixelChanges changes =
-        comparePixels(before, frame, {textBox(frame, 100, 60, 3, kSomeTime)});
-    EXPECT_GT(changes.inside, 100);
-    EXPECT_EQ(0, changes.outside);
+    const Drawing drawn = renderOnBlack();
+    EXPECT_EQ(0, drawn.result);
+    expectDrawnOnlyInside(drawn, textBox(drawn.after, 100, 60, 3, kSomeTime), 100);
 }
 
 TEST_F(RecorderStamp, FactoryDefaultStampWithoutAFontSizeIsDrawnAtTheDefaultSize) {
@@ -90,28 +86,20 @@ TEST_F(RecorderStamp, FactoryDefaultStampWithoutAFontSizeIsDrawnAtTheDefaultSize
     peer().applyStagedSettings();
     ASSERT_TRUE(settings().timestamp.enabled);
     ASSERT_EQ(0, settings().timestamp.fontSize);
-    Frame frame;
-    const Frame before = frame;
-    EXPECT_EQ(0, render(frame));
-    const PixelChanges changes =
-        comparePixels(before, frame, {textBox(frame, 100, 60, 3, kSomeTime)});
-    EXPECT_GT(changes.inside, 100);
-    EXPECT_EQ(0, changes.outside);
+    const Drawing drawn = renderOnBlack();
+    EXPECT_EQ(0, drawn.result);
+    expectDrawnOnlyInside(drawn, textBox(drawn.after, 100, 60, 3, kSomeTime), 100);
 }
 
 TEST_F(RecorderStamp, UserTextFromTheStampClientIsDrawnInsideItsBoxOnly) {
     buildWithCamera();
     useStamps(kOff, {true, 400, 500, QV_DVR_STAMP_FONT_SIZE_LARGE, kWhiteSelector, 1000});
     const android::sp<StampClient> client = subscribeStampClient("GATE 7 NORTH");
-    Frame frame;
-    const Frame before = frame;
-    EXPECT_EQ(0, render(frame));
+    const Drawing drawn = renderOnBlack();
+    EXPECT_EQ(0, drawn.result);
     EXPECT_EQ(1, client->mAsked);
     EXPECT_EQ(mCamera->getID(), client->mAskedIndex);
-    const PixelChanges changes =
-        comparePixels(before, frame, {textBox(frame, 400, 500, 4, "GATE 7 NORTH")});
-    EXPECT_GT(changes.inside, 100);
-    EXPECT_EQ(0, changes.outside);
+    expectDrawnOnlyInside(drawn, textBox(drawn.after, 400, 500, 4, "GATE 7 NORTH"), 100);
 }
 
 TEST_F(RecorderStamp, UserTextIsAskedForOnEveryFrame) {
@@ -130,16 +118,13 @@ TEST_F(RecorderStamp, BothStampsAreDrawnInTheirBoxes) {
     useStamps({true, 20, 20, QV_DVR_STAMP_FONT_SIZE_SMALL, kWhiteSelector, 0},
               {true, 20, 900, QV_DVR_STAMP_FONT_SIZE_MEDIUM, kWhiteSelector, 0});
     subscribeStampClient("CAM A");
-    Frame frame;
-    const Frame before = frame;
-    EXPECT_EQ(0, render(frame));
-    const Box timeBox = textBox(frame, 20, 20, 2, kSomeTime);
-    const Box userBox = textBox(frame, 20, 900, 3, "CAM A");
-    const PixelChanges inTime = comparePixels(before, frame, {timeBox});
-    const PixelChanges inUser = comparePixels(before, frame, {userBox});
-    EXPECT_GT(inTime.inside, 50);
-    EXPECT_GT(inUser.inside, 50);
-    EXPECT_EQ(0, comparePixels(before, frame, {timeBox, userBox}).outside);
+    const Drawing drawn = renderOnBlack();
+    EXPECT_EQ(0, drawn.result);
+    const Box timeBox = textBox(drawn.after, 20, 20, 2, kSomeTime);
+    const Box userBox = textBox(drawn.after, 20, 900, 3, "CAM A");
+    EXPECT_GT(comparePixels(drawn.before, drawn.after, {timeBox}).inside, 50);
+    EXPECT_GT(comparePixels(drawn.before, drawn.after, {userBox}).inside, 50);
+    EXPECT_EQ(0, comparePixels(drawn.before, drawn.after, {timeBox, userBox}).outside);
 }
 
 TEST_F(RecorderStamp, EmptyUserTextStillDrawsTheTimestampAndReportsMinusOne) {
@@ -147,22 +132,17 @@ TEST_F(RecorderStamp, EmptyUserTextStillDrawsTheTimestampAndReportsMinusOne) {
     useStamps({true, 100, 60, QV_DVR_STAMP_FONT_SIZE_MEDIUM, kWhiteSelector, 0},
               {true, 400, 500, QV_DVR_STAMP_FONT_SIZE_LARGE, kWhiteSelector, 0});
     subscribeStampClient("");
-    Frame frame;
-    const Frame before = frame;
-    EXPECT_EQ(-1, render(frame));
-    const PixelChanges changes =
-        comparePixels(before, frame, {textBox(frame, 100, 60, 3, kSomeTime)});
-    EXPECT_GT(changes.inside, 100);
-    EXPECT_EQ(0, changes.outside);
+    const Drawing drawn = renderOnBlack();
+    EXPECT_EQ(-1, drawn.result);
+    expectDrawnOnlyInside(drawn, textBox(drawn.after, 100, 60, 3, kSomeTime), 100);
 }
 
 TEST_F(RecorderStamp, UserStampWithoutAStampClientReportsMinusOne) {
     buildWithCamera();
     useStamps(kOff, {true, 400, 500, QV_DVR_STAMP_FONT_SIZE_LARGE, kWhiteSelector, 0});
-    Frame frame;
-    const Frame before = frame;
-    EXPECT_EQ(-1, render(frame));
-    EXPECT_EQ(before.bytes(), frame.bytes());
+    const Drawing drawn = renderOnBlack();
+    EXPECT_EQ(-1, drawn.result);
+    EXPECT_EQ(drawn.before.bytes(), drawn.after.bytes());
 }
 
 TEST_F(RecorderStamp, SnapshotWithoutACameraFails) {
@@ -213,10 +193,9 @@ using RecorderStampDeathTest = RecorderStamp;
 
 TEST_F(RecorderStampDeathTest, StampOnAFrameThatIsNotNV12Aborts) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    DVRSimConfig config = DVRSimulatorControl::config();
-    config.cameras[0].format = DVR_VIDEO_FORMAT_YUYV;
-    DVRSimulatorControl::setConfig(config);
-    buildWithCamera();
+    DVRSimCameraConfig camera = DVRSimulatorControl::config().cameras[0];
+    camera.format = DVR_VIDEO_FORMAT_YUYV;
+    buildWithCamera(camera);
     useStamps({true, 100, 60, QV_DVR_STAMP_FONT_SIZE_MEDIUM, kWhiteSelector, 0}, kOff);
     Frame frame;
     EXPECT_DEATH(render(frame),
