@@ -160,8 +160,7 @@ TEST_F(SvcMonitorTest, StateOverwrittenBeforeTheMonitorLooksIsNotReported) {
     Gate gate;
     CallLog log;
     ASSERT_NE(nullptr, svc_mon_notify_add(mMonitor, "init", &Gate::callback, &gate));
-    ASSERT_NE(nullptr, addLog(&log));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&log));
     set("marker", "stopped");
     gate.entered.get_future().wait();
     // The monitor reports states, not writes: "cam" is back where it was when
@@ -178,8 +177,7 @@ TEST_F(SvcMonitorTest, ChangesMadeWhileAHandlerRunsArriveInOneCallInOrder) {
     Gate gate;
     CallLog log;
     ASSERT_NE(nullptr, svc_mon_notify_add(mMonitor, "init", &Gate::callback, &gate));
-    ASSERT_NE(nullptr, addLog(&log));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&log));
     set("enc", "stopped");
     gate.entered.get_future().wait();
     set("cam", "restarting");
@@ -335,8 +333,7 @@ TEST_F(SvcMonitorTest, HandlerMayRemoveItselfAndOthersOfTheSameRound) {
     remover.monitor = mMonitor;
     remover.own = svc_mon_notify_add(mMonitor, "init", &SelfRemover::callback, &remover);
     remover.other = addLog(&removedLater);
-    ASSERT_NE(nullptr, addLog(&kept));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&kept));
     set("enc", "stopped");
     ASSERT_EQ((States{{"enc", "stopped"}}), kept.statesUntil({"enc", "stopped"}));
     set("enc", "running");
@@ -445,8 +442,7 @@ TEST_F(SvcMonitorTest, StartServiceAndWaitRefusesBadNames) {
 
 TEST_F(SvcMonitorTest, HandlersComeAndGoWhileChangesFlow) {
     CallLog kept;
-    ASSERT_NE(nullptr, addLog(&kept));
-    ASSERT_EQ(SVC_MON_NOERROR, svc_mon_notify_start(mMonitor));
+    ASSERT_NO_FATAL_FAILURE(startWith(&kept));
     std::atomic<bool> writing{true};
     std::thread churn([&] {
         while (writing) {
