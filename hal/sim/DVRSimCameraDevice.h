@@ -26,6 +26,9 @@ public:
     // drawn again only after buffers - 1 later frames, so a frame stays valid
     // well past the encoder's pushVideoFrame(). In real-time pacing it waits
     // for the next frame period unless prepareStop() releases it.
+    // *timestamp is the capture time (steady clock, µs): the start of the
+    // frame's period, in fast pacing as if every frame came one period after
+    // the last.
     int getVideoFrame(void *frameVA[2], uint32_t framePA[2], uint64_t *timestamp) override;
     int start() override;
     int stop() override;

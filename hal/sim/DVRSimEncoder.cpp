@@ -141,6 +141,7 @@ int DVRSimEncoder::start() {
         return forced;
     }
     DVRMediaFormat format;
+    int fileLength = 0;
     {
         std::lock_guard<std::mutex> lock(mLock);
         const char *problem = !mConfigured        ? "not configured"
@@ -153,6 +154,7 @@ int DVRSimEncoder::start() {
             return -1;
         }
         format = mFormat;
+        fileLength = mFileLength;
     }
     joinThreads();
     {
@@ -163,6 +165,8 @@ int DVRSimEncoder::start() {
             return -1;
         }
         mWriterError = 0;
+        mSlotsPerFile = static_cast<int64_t>(format.frameRate) * fileLength;
+        mPictureHeld = false;
     }
     std::lock_guard<std::mutex> lock(mLock);
     mPlaying = true;
@@ -236,7 +240,7 @@ int DVRSimEncoder::requestKeyFrame() {
     return 0;
 }
 
-int DVRSimEncoder::pushVideoFrame(const uint32_t framePA[2], uint64_t * /*timestamp*/) {
+int DVRSimEncoder::pushVideoFrame(const uint32_t framePA[2], uint64_t *timestamp) {
     if (framePA == nullptr) {
         return -2;
     }
@@ -258,19 +262,65 @@ int DVRSimEncoder::pushVideoFrame(const uint32_t framePA[2], uint64_t * /*timest
         mPendingError = kBadAddress;
         return kBadAddress;
     }
+    const uint64_t captureUs = timestamp != nullptr ? *timestamp : 0;
     std::lock_guard<std::mutex> writerLock(mWriterLock);
-    if (mWriterError != 0 || !mWriter.hasFile()) {
+    if (mWriterError != 0 || !mWriter.hasFile() || mPictureHeld) {
         return -1;
     }
-    const int result = mWriter.writeVideo(static_cast<const uint8_t *>(luma),
-                                          static_cast<const uint8_t *>(chroma));
+    if (mWriter.belongsToNextFile(captureUs, mSlotsPerFile)) {
+        // The roll-over calls the service back, which must not happen inside
+        // its own need-data callback: keep the picture for the worker.
+        const auto *lumaPlane = static_cast<const uint8_t *>(luma);
+        const auto *chromaPlane = static_cast<const uint8_t *>(chroma);
+        mHeldPicture.assign(lumaPlane, lumaPlane + lumaBytes);
+        mHeldPicture.insert(mHeldPicture.end(), chromaPlane, chromaPlane + lumaBytes / 2);
+        mHeldCaptureUs = captureUs;
+        mPictureHeld = true;
+        return 0;
+    }
+    return writePicture(static_cast<const uint8_t *>(luma), static_cast<const uint8_t *>(chroma),
+                        captureUs);
+}
+
+int DVRSimEncoder::writePicture(const uint8_t *luma, const uint8_t *chroma, uint64_t captureUs) {
+    const int result = mWriter.writeVideo(luma, chroma, captureUs);
     if (result < 0) {
         mWriterError = result;
     }
     return result < 0 ? result : 0;
 }
 
-int DVRSimEncoder::pushAudioData(void *data, int length, uint64_t * /*timestamp*/) {
+void DVRSimEncoder::writeHeldPicture() {
+    std::lock_guard<std::mutex> writerLock(mWriterLock);
+    if (!mPictureHeld) {
+        return;
+    }
+    mPictureHeld = false;
+    if (mWriterError == 0 && mWriter.hasFile()) {
+        const size_t lumaBytes = mHeldPicture.size() * 2 / 3;
+        writePicture(mHeldPicture.data(), mHeldPicture.data() + lumaBytes, mHeldCaptureUs);
+    }
+}
+
+void DVRSimEncoder::logFileEnd(const std::string &name) {
+    const DVRMediaFileStats &stats = mWriter.fileStats();
+    HAL_LOGI("Encoder %d: %s: %lld frames written, %lld frame slots dropped\n", mId, name.c_str(),
+             static_cast<long long>(stats.framesWritten),
+             static_cast<long long>(stats.slotsDropped));
+}
+
+bool DVRSimEncoder::starve(int64_t videoRequests) {
+    const DVRSimulator::Starvation starvation = DVRSimulator::instance().starvation(mId);
+    if (starvation.everyFrames <= 0 || videoRequests % starvation.everyFrames != 0) {
+        return true;
+    }
+    std::unique_lock<std::mutex> lock(mLock);
+    mWake.wait_for(lock, std::chrono::milliseconds(starvation.delayMs),
+                   [this] { return mStopRequested; });
+    return !mStopRequested;
+}
+
+int DVRSimEncoder::pushAudioData(void *data, int length, uint64_t *timestamp) {
     if (data == nullptr || length < 0) {
         return -2;
     }
@@ -287,7 +337,7 @@ int DVRSimEncoder::pushAudioData(void *data, int length, uint64_t * /*timestamp*
     if (mWriterError != 0 || !mWriter.hasFile()) {
         return -1;
     }
-    const int result = mWriter.writeAudio(data, length);
+    const int result = mWriter.writeAudio(data, length, timestamp != nullptr ? *timestamp : 0);
     if (result < 0) {
         mWriterError = result;
     }
@@ -332,20 +382,26 @@ int DVRSimEncoder::resume() {
 
 void DVRSimEncoder::run() {
     DVRMediaFormat format;
-    int fileLength = 0;
     {
         std::lock_guard<std::mutex> lock(mLock);
         format = mFormat;
-        fileLength = mFileLength;
     }
     startNextFile();
 
-    const int64_t framesPerFile = static_cast<int64_t>(format.frameRate) * fileLength;
+    const bool realTime = DVRSimulator::instance().pacing() == DVRSimPacing::RealTime;
     const int64_t chunkUs = static_cast<int64_t>(mConfig.audioChunkMs) * 1000;
     const auto start = std::chrono::steady_clock::now();
     int64_t videoRequests = 0;
     int64_t audioRequests = 0;
     while (true) {
+        {
+            // Follow the camera: when it delivered a later picture than the
+            // schedule expected (pictures were lost in a stall), the next
+            // request is for the picture after that one, so the schedule
+            // does not fall behind for good and hold the audio back with it.
+            std::lock_guard<std::mutex> writerLock(mWriterLock);
+            videoRequests = std::max(videoRequests, mWriter.lastSlot() + 1);
+        }
         const int64_t videoDue = videoRequests * 1000000 / format.frameRate;
         // Ask for a chunk once it has been captured, so the device has it ready.
         const int64_t audioDue = (audioRequests + 1) * chunkUs;
@@ -360,19 +416,30 @@ void DVRSimEncoder::run() {
             }
             announceFirstFile();
         } else {
-            // Roll over only when the next file's first frame is due: a stop
-            // before then completes the full file as the last one.
-            bool fileComplete = false;
-            {
-                std::lock_guard<std::mutex> writerLock(mWriterLock);
-                fileComplete = mWriter.videoFramesInFile() >= framesPerFile;
-            }
-            if (fileComplete && !rollOver()) {
-                break;
-            }
             ++videoRequests;
             if (!invoke(Callback::NeedData, [&] { mCallbacks.needData(mId, ENC_NEED_VIDEO); })) {
                 break;
+            }
+            // A picture past the file's time opens the next file: a stop
+            // before then completes the full file as the last one.
+            bool pictureHeld = false;
+            {
+                std::lock_guard<std::mutex> writerLock(mWriterLock);
+                pictureHeld = mPictureHeld;
+            }
+            if (pictureHeld) {
+                // Audio captured before the next file's first picture goes
+                // into this file.
+                bool stopped = false;
+                while (format.audio && (audioRequests + 1) * chunkUs <= videoDue && !stopped) {
+                    ++audioRequests;
+                    stopped = !invoke(Callback::NeedData,
+                                      [&] { mCallbacks.needData(mId, ENC_NEED_AUDIO); });
+                }
+                if (stopped || !rollOver()) {
+                    break;
+                }
+                writeHeldPicture();
             }
             announceFirstFile();
             int badAddress = 0;
@@ -391,6 +458,9 @@ void DVRSimEncoder::run() {
                     mCallbacks.error(mId, static_cast<DVRErrorServerity_e>(injected.severity),
                                      injected.code);
                 });
+            }
+            if (realTime && !starve(videoRequests)) {
+                break;
             }
         }
         const int failure = writerError();
@@ -486,17 +556,19 @@ bool DVRSimEncoder::rollOver() {
         }
     }
     int result = 0;
+    std::string finished;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        finished = mFileName;
+    }
     {
         std::lock_guard<std::mutex> writerLock(mWriterLock);
         result = mWriter.closeFile(false);
         if (result < 0) {
             mWriterError = result;
+        } else {
+            logFileEnd(finished);
         }
-    }
-    std::string finished;
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        finished = mFileName;
     }
     if (result < 0) {
         HAL_LOGE("Encoder %d: cannot complete %s: %s\n", mId, finished.c_str(),
@@ -550,7 +622,10 @@ void DVRSimEncoder::finishRecording(bool onWorker) {
                 // would wait for itself.
                 HAL_LOGE("Encoder %d: cannot complete %s: %s\n", mId, name.c_str(),
                          std::strerror(-result));
+            } else if (wasOpen) {
+                logFileEnd(name);
             }
+            mPictureHeld = false;
             mWriter.close();
         }
     }

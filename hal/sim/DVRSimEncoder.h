@@ -1,7 +1,9 @@
 // A simulated hardware encoder: pulls video frames and audio chunks through
 // the need-data callback on its own thread, one per frame or chunk period
 // (real-time pacing) or back to back (fast pacing), encodes them with FFmpeg
-// and writes a sequence of files of fileLength seconds each.
+// and writes a sequence of files of fileLength seconds each: of capture time,
+// so a file that lost frames still ends when its time is up. At each file's
+// end it logs (INFO) the frames written and the frame slots left empty.
 //
 // Threads: control operations on any thread; callbacks on the encoder's own
 // worker thread, except record-finish, which stop() issues itself when the
@@ -15,6 +17,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "DVREncoderHAL.h"
 #include "DVRMediaWriter.h"
@@ -70,6 +73,16 @@ private:
     // Record-start for the recording's first file once it exists on disk.
     void announceFirstFile();
     bool rollOver();
+    // Writes the picture that opens the next file, held back by
+    // pushVideoFrame, once the roll-over made that file.
+    void writeHeldPicture();
+    // Encodes a picture into the open file; a failure becomes mWriterError.
+    // The caller holds mWriterLock.
+    int writePicture(const uint8_t *luma, const uint8_t *chroma, uint64_t captureUs);
+    // Logs what the file just completed holds. The caller holds mWriterLock.
+    void logFileEnd(const std::string &name);
+    // Stalls the worker as the starvation knob asks; false when stopped.
+    bool starve(int64_t videoRequests);
     // Reports a writer failure once, then idles until stop().
     void failRecording(int code);
     // Completes the last file and reports record-finish, once per recording.
@@ -108,6 +121,12 @@ private:
     std::mutex mWriterLock;  // serialises the writer; taken before mLock
     DVRMediaWriter mWriter;
     int mWriterError = 0;  // first failure of the recording's writer
+    int64_t mSlotsPerFile = 0;
+    // The first picture of the next file: it came with the need-data request
+    // that found the file full, and is only valid until the push returns.
+    std::vector<uint8_t> mHeldPicture;
+    uint64_t mHeldCaptureUs = 0;
+    bool mPictureHeld = false;
 };
 
 }  // namespace dvrspace
