@@ -56,6 +56,7 @@ int DVRMediaWriter::open(const DVRMediaFormat &format, std::string *error) {
     mHasOrigin = false;
     mOriginUs = 0;
     mLastSlot = -1;
+    mLastCaptureUs = 0;
     mAudioPts = mFileFirstSlot = mFileFirstSample = mLastKeySlot = 0;
     mFileHasPicture = false;
     mFileStats = DVRMediaFileStats{};
@@ -157,10 +158,7 @@ int64_t DVRMediaWriter::slotOf(uint64_t captureUs) const {
         return mLastSlot + 1;
     }
     const double elapsedUs = static_cast<double>(static_cast<int64_t>(captureUs - mOriginUs));
-    const auto slot = static_cast<int64_t>(std::llround(elapsedUs * mFormat.frameRate / 1e6));
-    // Two pictures in one frame period (a camera faster than the recording's
-    // rate) go to consecutive slots rather than share one.
-    return std::max(slot, mLastSlot + 1);
+    return static_cast<int64_t>(std::llround(elapsedUs * mFormat.frameRate / 1e6));
 }
 
 void DVRMediaWriter::alignAviAudio(int64_t firstSlot) {
@@ -244,6 +242,11 @@ int DVRMediaWriter::writeVideo(const uint8_t *luma, const uint8_t *chroma, uint6
         mHasOrigin = true;
     }
     const int64_t slot = slotOf(captureUs);
+    if (slot <= mLastSlot) {
+        // A picture for a frame period already shown (a camera faster than
+        // the recording's rate): the file keeps one picture per period.
+        return 0;
+    }
     if (!mFileHasPicture) {
         mFileFirstSlot = slot;
         mFileHasPicture = true;
@@ -291,6 +294,7 @@ int DVRMediaWriter::writeVideo(const uint8_t *luma, const uint8_t *chroma, uint6
         av_frame_unref(frame);
     }
     mLastSlot = slot;
+    mLastCaptureUs = captureUs;
     ++mFileStats.framesWritten;
     mFileStats.slotsDropped = slot - mFileFirstSlot + 1 - mFileStats.framesWritten;
     return result;

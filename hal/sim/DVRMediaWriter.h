@@ -69,7 +69,8 @@ public:
     void startFile(const std::string &path);
     // Encodes one picture (input size and stride) captured at captureUs
     // (steady clock, µs; 0 when unknown: the slot after the last) into the
-    // open file.
+    // open file. A picture whose frame period already holds one (a camera
+    // faster than the recording's rate) is left out.
     int writeVideo(const uint8_t *luma, const uint8_t *chroma, uint64_t captureUs);
     // The next picture becomes a key frame.
     void requestKeyFrame() { mKeyFrameRequested = true; }
@@ -92,12 +93,13 @@ public:
     // slotsPerFile frame periods that already holds pictures.
     bool belongsToNextFile(uint64_t captureUs, int64_t slotsPerFile) const;
     const DVRMediaFileStats &fileStats() const { return mFileStats; }
-    // The frame period of the recording's last picture; -1 before the first.
-    int64_t lastSlot() const { return mLastSlot; }
+    // Capture time of the recording's last picture; 0 before the first or
+    // when it came without one.
+    uint64_t lastCaptureUs() const { return mLastCaptureUs; }
 
 private:
     int createFile();
-    // The frame period of a picture captured at captureUs, after the last one.
+    // The frame period of a picture captured at captureUs.
     int64_t slotOf(uint64_t captureUs) const;
     int64_t samplePositionOf(uint64_t captureUs) const;
     // Starts an AVI file's audio at the time of its first picture.
@@ -127,6 +129,7 @@ private:
     bool mHasOrigin = false;
     uint64_t mOriginUs = 0;        // capture time of the recording's slot 0
     int64_t mLastSlot = -1;        // of the last picture written
+    uint64_t mLastCaptureUs = 0;   // of the last picture written
     int64_t mAudioPts = 0;         // samples encoded since the origin
     bool mFileHasPicture = false;  // the open file's first slot is known
     int64_t mFileFirstSlot = 0;

@@ -262,7 +262,10 @@ int DVRSimEncoder::pushVideoFrame(const uint32_t framePA[2], uint64_t *timestamp
         mPendingError = kBadAddress;
         return kBadAddress;
     }
-    const uint64_t captureUs = timestamp != nullptr ? *timestamp : 0;
+    // Fast pacing records every picture it gets, one per frame period,
+    // whatever the camera's rate: its time is the request schedule's.
+    const bool realTime = DVRSimulator::instance().pacing() == DVRSimPacing::RealTime;
+    const uint64_t captureUs = realTime && timestamp != nullptr ? *timestamp : 0;
     std::lock_guard<std::mutex> writerLock(mWriterLock);
     if (mWriterError != 0 || !mWriter.hasFile() || mPictureHeld) {
         return -1;
@@ -391,18 +394,10 @@ void DVRSimEncoder::run() {
     const bool realTime = DVRSimulator::instance().pacing() == DVRSimPacing::RealTime;
     const int64_t chunkUs = static_cast<int64_t>(mConfig.audioChunkMs) * 1000;
     const auto start = std::chrono::steady_clock::now();
-    int64_t videoRequests = 0;
+    VideoSchedule schedule;
     int64_t audioRequests = 0;
     while (true) {
-        {
-            // Follow the camera: when it delivered a later picture than the
-            // schedule expected (pictures were lost in a stall), the next
-            // request is for the picture after that one, so the schedule
-            // does not fall behind for good and hold the audio back with it.
-            std::lock_guard<std::mutex> writerLock(mWriterLock);
-            videoRequests = std::max(videoRequests, mWriter.lastSlot() + 1);
-        }
-        const int64_t videoDue = videoRequests * 1000000 / format.frameRate;
+        const int64_t videoDue = nextVideoDue(schedule, format.frameRate, start);
         // Ask for a chunk once it has been captured, so the device has it ready.
         const int64_t audioDue = (audioRequests + 1) * chunkUs;
         const bool video = !format.audio || videoDue <= audioDue;
@@ -416,7 +411,12 @@ void DVRSimEncoder::run() {
             }
             announceFirstFile();
         } else {
-            ++videoRequests;
+            {
+                std::lock_guard<std::mutex> writerLock(mWriterLock);
+                schedule.captureBeforeLastUs = mWriter.lastCaptureUs();
+            }
+            schedule.lastDueUs = videoDue;
+            const int64_t videoRequests = ++schedule.requests;
             if (!invoke(Callback::NeedData, [&] { mCallbacks.needData(mId, ENC_NEED_VIDEO); })) {
                 break;
             }
@@ -470,6 +470,36 @@ void DVRSimEncoder::run() {
         }
     }
     finishRecording(true);
+}
+
+int64_t DVRSimEncoder::nextVideoDue(const VideoSchedule &schedule, int frameRate,
+                                    std::chrono::steady_clock::time_point start) {
+    const int64_t periodUs = 1000000 / frameRate;
+    if (DVRSimulator::instance().pacing() != DVRSimPacing::RealTime) {
+        return schedule.requests * 1000000 / frameRate;
+    }
+    if (schedule.requests == 0) {
+        return 0;
+    }
+    uint64_t lastCaptureUs = 0;
+    {
+        std::lock_guard<std::mutex> writerLock(mWriterLock);
+        lastCaptureUs = mWriter.lastCaptureUs();
+    }
+    const int64_t startUs =
+        std::chrono::duration_cast<std::chrono::microseconds>(start.time_since_epoch()).count();
+    const int64_t nextCaptureUs = static_cast<int64_t>(lastCaptureUs) + periodUs - startUs;
+    const int64_t afterLastDue = schedule.lastDueUs + periodUs;
+    // Follow the camera's clock (the simulated camera stamps with this
+    // process's steady clock): ask for the next picture as soon as it is
+    // captured, at once while the camera still holds pictures taken since
+    // the last one, so a late encoder drains the camera's queue instead of
+    // staying behind it. When the last request brought no new picture, or
+    // without usable stamps, one period after the last request.
+    const bool newPicture = lastCaptureUs != 0 && lastCaptureUs != schedule.captureBeforeLastUs;
+    const bool sameClock =
+        nextCaptureUs > afterLastDue - 10000000 && nextCaptureUs < afterLastDue + 10000000;
+    return newPicture && sameClock ? nextCaptureUs : afterLastDue;
 }
 
 bool DVRSimEncoder::invoke(Callback kind, const std::function<void()> &call,

@@ -67,6 +67,14 @@ private:
     // Runs a callback unless a stop came first; false when it was not run.
     bool invoke(Callback kind, const std::function<void()> &call, bool evenWhenStopping = false);
     bool waitUntilDue(int64_t dueUs, std::chrono::steady_clock::time_point start);
+    struct VideoSchedule {
+        int64_t requests = 0;
+        int64_t lastDueUs = 0;             // of the last request, after start
+        uint64_t captureBeforeLastUs = 0;  // last picture's capture time before it
+    };
+    // When the next video request is due, in µs after start.
+    int64_t nextVideoDue(const VideoSchedule &schedule, int frameRate,
+                         std::chrono::steady_clock::time_point start);
     // Starts the next file under the name the service gave, or a free
     // numbered variant of the last one.
     void startNextFile();

@@ -27,9 +27,9 @@ constexpr int kRecordSeconds = 30;
 constexpr int kAudioId = 20;
 
 // n 1280x720 30 fps cameras (ids 10, 11, ...), encoders 100, 101, ... and one
-// audio input. Each camera's driver queues 11 pictures (a ring of 12), so a
-// channel whose encoder a busy machine holds up for up to 360 ms loses
-// nothing, as with a real camera driver's queue.
+// audio input. Each camera's driver queues a second of pictures (a ring of
+// 31), so a channel whose encoder a busy machine holds up for up to a second
+// loses nothing, as with a real camera driver's queue.
 std::string simConfig(int channels) {
     std::string cameras;
     std::string encoders;
@@ -37,12 +37,12 @@ std::string simConfig(int channels) {
         cameras += std::string(channel > 0 ? ", " : "") +
                    "{\"id\": " + std::to_string(10 + channel) +
                    ", \"type\": 4, \"frameRate\": 30, \"width\": 1280, \"height\": 720, "
-                   "\"stride\": 1280, \"buffers\": 12}";
+                   "\"stride\": 1280, \"buffers\": 31}";
         encoders += std::string(channel > 0 ? ", " : "") + std::to_string(100 + channel);
     }
     return "{\"pacing\": \"realtime\", \"cameras\": [" + cameras +
            "], \"audioInputs\": [{\"id\": 20}], \"encoder\": {\"ids\": [" + encoders +
-           "]}, \"arena\": {\"bytes\": 134217728}}";
+           "]}, \"arena\": {\"bytes\": 268435456}}";
 }
 
 struct ChannelFile {
