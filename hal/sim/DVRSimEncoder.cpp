@@ -247,7 +247,9 @@ int DVRSimEncoder::pushVideoFrame(const uint32_t framePA[2], uint64_t *timestamp
     DVRMediaFormat format;
     {
         std::lock_guard<std::mutex> lock(mLock);
-        if (!mPlaying || mFinalized) {
+        // A picture that arrives once a stop was asked for would only delay
+        // it by an encode: the file ends with the pictures before.
+        if (!mPlaying || mFinalized || mStopRequested) {
             return -1;
         }
         format = mFormat;
