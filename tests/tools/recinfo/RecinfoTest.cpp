@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -299,4 +300,53 @@ TEST_F(Recinfo, RepairWithoutFilesIsAUsageError) {
     run("repair", &result);
     EXPECT_EQ(2, result.status);
     EXPECT_EQ("recinfo: repair takes files and no --json\nTry 'recinfo --help'.\n", result.err);
+}
+
+namespace {
+
+// ffprobe's count of the packets of a stream ("v:0", "a:0") in path.
+long long ffprobePackets(const std::string &path, const std::string &stream) {
+    const dvrtest::CommandResult probe =
+        dvrtest::runCommand("ffprobe -v error -count_packets -select_streams " + stream +
+                            " -show_entries stream=nb_read_packets -of csv=p=0 " + path);
+    EXPECT_EQ(0, probe.status) << probe.err;
+    return std::atoll(probe.out.c_str());
+}
+
+}  // namespace
+
+TEST_F(Recinfo, FiguresOfANormalThreeFileRecordingMatchFfprobe) {
+    for (const auto &[format, extension] :
+         {std::pair<int, std::string>{DVR_FILE_FORMAT_TS, ".ts"}, {DVR_FILE_FORMAT_AVI, ".avi"}}) {
+        const std::vector<std::string> names{dir.file("one" + extension),
+                                             dir.file("two" + extension),
+                                             dir.file("three" + extension)};
+        {
+            EncoderHarness harness;
+            harness.setNextNames({names[1], names[2]});
+            const size_t frames = 2 * kFps + 5;
+            harness.setFrameLimit(frames);
+            ASSERT_EQ(0, harness.record(EncoderHarness::settings(format, kFps, 1, true), names[0]));
+            ASSERT_TRUE(harness.waitFor("pushedVideo", frames));
+            ASSERT_EQ(0, harness.stop());
+        }
+        dvrtest::CommandResult result;
+        const nlohmann::json summary = nlohmann::json::parse(
+            run("--json " + names[0] + " " + names[1] + " " + names[2], &result));
+        ASSERT_EQ(0, result.status) << result.err;
+        ASSERT_EQ(3u, summary.size());
+        for (size_t index = 0; index < names.size(); ++index) {
+            const nlohmann::json &file = summary[index];
+            EXPECT_EQ(ffprobePackets(names[index], "v:0"), file["videoFrames"].get<long long>())
+                << names[index];
+            EXPECT_EQ(ffprobePackets(names[index], "a:0"),
+                      file["audio"]["packets"].get<long long>())
+                << names[index];
+            EXPECT_EQ(0, file["missingSlots"]) << names[index];
+            EXPECT_EQ(true, file["decodedToEnd"]) << names[index];
+        }
+        EXPECT_EQ(kFps, summary[0]["videoFrames"]);
+        EXPECT_EQ(kFps, summary[1]["videoFrames"]);
+        EXPECT_EQ(5, summary[2]["videoFrames"]);
+    }
 }
