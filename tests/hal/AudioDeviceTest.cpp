@@ -93,6 +93,11 @@ TEST_F(AudioDevice, HandleFromOpenOrMinusOneIsAccepted) {
 }
 
 TEST_F(AudioDevice, NothingYetBeforeAChunkIsCapturedInRealTime) {
+    // Chunks of 200 ms, so that a busy machine's scheduling delays do not
+    // let a second chunk be captured between the reads.
+    DVRSimConfig config = DVRSimulatorControl::config();
+    config.audioInputs[0].chunkMs = 200;
+    DVRSimulatorControl::setConfig(config);
     DVRSimulatorControl::setPacing(DVRSimPacing::RealTime);
     auto audio = create();
     const int handle = audio->open();
@@ -103,14 +108,14 @@ TEST_F(AudioDevice, NothingYetBeforeAChunkIsCapturedInRealTime) {
     EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
     EXPECT_EQ(0, length);
     EXPECT_EQ(nullptr, data);
-    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
     EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
-    EXPECT_EQ(640, length);
+    EXPECT_EQ(6400, length);
     EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
     EXPECT_EQ(0, length);
     audio->prepareStop(handle);
     EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
-    EXPECT_EQ(640, length);
+    EXPECT_EQ(6400, length);
 }
 
 TEST_F(AudioDevice, NotStartedOrSuspendedIsAnError) {
@@ -251,8 +256,11 @@ TEST_F(AudioDevice, CapturedChunkIsReadyForEveryHandleAtOnceInRealTime) {
 }
 
 TEST_F(AudioDevice, ReaderFarBehindLosesTheOldestChunksWithoutHoldingOthersBack) {
+    // Chunks of 100 ms, five of them kept: long enough that a busy machine's
+    // scheduling delays do not change the counts.
     DVRSimConfig config = DVRSimulatorControl::config();
-    config.audioInputs[0].bufferMs = 100;  // five chunks
+    config.audioInputs[0].chunkMs = 100;
+    config.audioInputs[0].bufferMs = 500;
     DVRSimulatorControl::setConfig(config);
     DVRSimulatorControl::setPacing(DVRSimPacing::RealTime);
     auto audio = create();
@@ -263,19 +271,26 @@ TEST_F(AudioDevice, ReaderFarBehindLosesTheOldestChunksWithoutHoldingOthersBack)
     void *data = nullptr;
     int length = 0;
     uint64_t firstStamp = 0;
-    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    std::this_thread::sleep_for(std::chrono::milliseconds(120));
     ASSERT_EQ(0, audio->getAudioData(fast, &data, &length, &firstStamp));
-    ASSERT_EQ(640, length);
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    ASSERT_EQ(3200, length);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     // The slow reader resumes five chunks behind the capture: at least ten
     // chunks after the first.
     uint64_t stamp = 0;
     ASSERT_EQ(0, audio->getAudioData(slow, &data, &length, &stamp));
-    EXPECT_GE(stamp, firstStamp + 10 * 20000);
+    EXPECT_GE(stamp, firstStamp + 10 * 100000);
     int backlog = 1;
     while (audio->getAudioData(slow, &data, &length, &stamp) == 0 && length > 0 && backlog < 20) {
         ++backlog;
     }
     EXPECT_GE(backlog, 5);
     EXPECT_LE(backlog, 7);  // the chunks captured meanwhile at most
+    // The fast reader was never held back: its backlog is all there.
+    int fastBacklog = 0;
+    while (audio->getAudioData(fast, &data, &length, &stamp) == 0 && length > 0 &&
+           fastBacklog < 30) {
+        ++fastBacklog;
+    }
+    EXPECT_GE(fastBacklog, 5);
 }
