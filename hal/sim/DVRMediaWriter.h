@@ -134,7 +134,7 @@ private:
     bool mFileHasPicture = false;  // the open file's first slot is known
     int64_t mFileFirstSlot = 0;
     int64_t mLastKeySlot = 0;
-    int64_t mFileFirstSample = 0;  // mAudioPts when the open file began
+    int64_t mFileFirstSample = 0;  // where the open file's audio begins
     DVRMediaFileStats mFileStats;
     bool mKeyFrameRequested = false;
     std::vector<int16_t> mPendingAudio;  // samples waiting for a full codec frame

@@ -62,16 +62,16 @@ public:
 
 private:
     enum class Callback { None, RecordStart, FileFinish, NeedData, Error, RecordFinish };
-
-    void run();
-    // Runs a callback unless a stop came first; false when it was not run.
-    bool invoke(Callback kind, const std::function<void()> &call, bool evenWhenStopping = false);
-    bool waitUntilDue(int64_t dueUs, std::chrono::steady_clock::time_point start);
     struct VideoSchedule {
         int64_t requests = 0;
         int64_t lastDueUs = 0;             // of the last request, after start
         uint64_t captureBeforeLastUs = 0;  // last picture's capture time before it
     };
+
+    void run();
+    // Runs a callback unless a stop came first; false when it was not run.
+    bool invoke(Callback kind, const std::function<void()> &call, bool evenWhenStopping = false);
+    bool waitUntilDue(int64_t dueUs, std::chrono::steady_clock::time_point start);
     // When the next video request is due, in µs after start.
     int64_t nextVideoDue(const VideoSchedule &schedule, int frameRate,
                          std::chrono::steady_clock::time_point start);
