@@ -8,6 +8,7 @@ extern "C" {
 }
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "DVRTypes.h"
@@ -52,7 +53,13 @@ int DVRMediaWriter::open(const DVRMediaFormat &format, std::string *error) {
     if (result != 0) {
         close();
     }
-    mVideoPts = mAudioPts = mFileFirstFrame = mFileFirstSample = 0;
+    mHasOrigin = false;
+    mOriginUs = 0;
+    mLastSlot = -1;
+    mLastCaptureUs = 0;
+    mAudioPts = mFileFirstSlot = mFileFirstSample = mLastKeySlot = 0;
+    mFileHasPicture = false;
+    mFileStats = DVRMediaFileStats{};
     return result;
 }
 
@@ -141,8 +148,40 @@ int DVRMediaWriter::openAudioCodec(std::string *error) {
 void DVRMediaWriter::startFile(const std::string &path) {
     closeOutput();
     mPendingPath = path;
-    mFileFirstFrame = mVideoPts;
+    mFileHasPicture = false;
     mFileFirstSample = mAudioPts;
+    mFileStats = DVRMediaFileStats{};
+}
+
+int64_t DVRMediaWriter::slotOf(uint64_t captureUs) const {
+    if (captureUs == 0 || !mHasOrigin) {
+        return mLastSlot + 1;
+    }
+    const double elapsedUs = static_cast<double>(static_cast<int64_t>(captureUs - mOriginUs));
+    return static_cast<int64_t>(std::llround(elapsedUs * mFormat.frameRate / 1e6));
+}
+
+void DVRMediaWriter::alignAviAudio(int64_t firstSlot) {
+    if (mFormat.container != DVR_FILE_FORMAT_AVI || mAudioCodec == nullptr ||
+        !mPendingAudio.empty()) {
+        return;
+    }
+    // An AVI's audio plays from the file's start: it must begin with the
+    // first picture's time. Audio of the time before belongs to the closed
+    // file; skipping the position makes writeAudio drop it as late.
+    const int64_t boundary = firstSlot * mFormat.sampleRate / mFormat.frameRate;
+    mAudioPts = std::max(mAudioPts, boundary);
+    mFileFirstSample = mAudioPts;
+}
+
+int64_t DVRMediaWriter::samplePositionOf(uint64_t captureUs) const {
+    const double elapsedUs = static_cast<double>(static_cast<int64_t>(captureUs - mOriginUs));
+    return static_cast<int64_t>(std::llround(elapsedUs * mFormat.sampleRate / 1e6));
+}
+
+bool DVRMediaWriter::belongsToNextFile(uint64_t captureUs, int64_t slotsPerFile) const {
+    return mFile != nullptr && mFileHasPicture &&
+           slotOf(captureUs) - mFileFirstSlot >= slotsPerFile;
 }
 
 int DVRMediaWriter::createFile() {
@@ -193,10 +232,25 @@ int DVRMediaWriter::createFile() {
     return 0;
 }
 
-int DVRMediaWriter::writeVideo(const uint8_t *luma, const uint8_t *chroma) {
+int DVRMediaWriter::writeVideo(const uint8_t *luma, const uint8_t *chroma, uint64_t captureUs) {
     const int created = createFile();
     if (created < 0) {
         return created;
+    }
+    if (!mHasOrigin && captureUs != 0) {
+        mOriginUs = captureUs;
+        mHasOrigin = true;
+    }
+    const int64_t slot = slotOf(captureUs);
+    if (slot <= mLastSlot) {
+        // A picture for a frame period already shown (a camera faster than
+        // the recording's rate): the file keeps one picture per period.
+        return 0;
+    }
+    if (!mFileHasPicture) {
+        mFileFirstSlot = slot;
+        mFileHasPicture = true;
+        alignAviAudio(slot);
     }
     const int stride = mFormat.inputStride;
     const size_t lumaBytes = static_cast<size_t>(stride) * mFormat.inputHeight;
@@ -225,24 +279,33 @@ int DVRMediaWriter::writeVideo(const uint8_t *luma, const uint8_t *chroma) {
             return AVERROR(ENOMEM);
         }
     }
-    frame->pts = mVideoPts;
-    const bool keyFrame = mVideoPts == mFileFirstFrame || mKeyFrameRequested;
+    frame->pts = slot;
+    // Key frames by time, not by count: with frames missing, a count would
+    // leave more than the interval between them.
+    const bool keyFrame = slot == mFileFirstSlot || mKeyFrameRequested ||
+                          slot - mLastKeySlot >= mFormat.keyFrameInterval;
     mKeyFrameRequested = false;
+    if (keyFrame) {
+        mLastKeySlot = slot;
+    }
     frame->pict_type = keyFrame ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
     const int result = encodeVideo(frame);
     if (frame == mInputFrame) {
         av_frame_unref(frame);
     }
-    ++mVideoPts;
+    mLastSlot = slot;
+    mLastCaptureUs = captureUs;
+    ++mFileStats.framesWritten;
+    mFileStats.slotsDropped = slot - mFileFirstSlot + 1 - mFileStats.framesWritten;
     return result;
 }
 
 int DVRMediaWriter::encodeVideo(AVFrame *frame) {
-    const int64_t fileStart = mFormat.container == DVR_FILE_FORMAT_TS ? 0 : mFileFirstFrame;
+    const int64_t fileStart = mFormat.container == DVR_FILE_FORMAT_TS ? 0 : mFileFirstSlot;
     return drain(mVideoCodec, frame, mVideoStream, fileStart);
 }
 
-int DVRMediaWriter::writeAudio(const void *pcm, int bytes) {
+int DVRMediaWriter::writeAudio(const void *pcm, int bytes, uint64_t captureUs) {
     if (mAudioCodec == nullptr) {
         return AVERROR(EBADF);
     }
@@ -250,10 +313,34 @@ int DVRMediaWriter::writeAudio(const void *pcm, int bytes) {
     if (created < 0) {
         return created;
     }
-    const int sampleBytes = 2 * mFormat.channels;
+    const int channels = mFormat.channels;
     const auto *samples = static_cast<const int16_t *>(pcm);
+    int64_t sampleCount = bytes / (2 * channels);
+    if (captureUs != 0) {
+        if (!mHasOrigin) {
+            mOriginUs = captureUs;
+            mHasOrigin = true;
+        }
+        const int64_t next = mAudioPts + static_cast<int64_t>(mPendingAudio.size()) / channels;
+        const int64_t offset = samplePositionOf(captureUs) - next;
+        // Jitter below 5 ms is left alone; a gap up to 10 s is filled with
+        // silence (a longer one would only be a wrong clock).
+        const int64_t tolerance = mFormat.sampleRate / 200;
+        if (offset > tolerance) {
+            const int64_t silence = std::min<int64_t>(offset, 10LL * mFormat.sampleRate);
+            mPendingAudio.insert(mPendingAudio.end(), static_cast<size_t>(silence * channels), 0);
+        } else if (offset < -tolerance) {
+            const int64_t late = std::min(-offset, sampleCount);
+            samples += late * channels;
+            sampleCount -= late;
+        }
+    }
     mPendingAudio.insert(mPendingAudio.end(), samples,
-                         samples + static_cast<size_t>(bytes / sampleBytes) * mFormat.channels);
+                         samples + static_cast<size_t>(sampleCount) * channels);
+    return encodePendingAudio();
+}
+
+int DVRMediaWriter::encodePendingAudio() {
     const int frameSize = mAudioCodec->frame_size;
     int available = static_cast<int>(mPendingAudio.size()) / mFormat.channels;
     if (frameSize == 0) {
@@ -303,6 +390,15 @@ int DVRMediaWriter::encodeAudioSamples(int sampleCount) {
     return drain(mAudioCodec, frame, mAudioStream, fileStart);
 }
 
+int DVRMediaWriter::flushFile() {
+    int result = av_interleaved_write_frame(mFile, nullptr);
+    if (result >= 0) {
+        result = av_write_frame(mFile, nullptr);
+    }
+    avio_flush(mFile->pb);
+    return result < 0 ? result : mFile->pb->error;
+}
+
 int DVRMediaWriter::drain(AVCodecContext *codec, AVFrame *frame, AVStream *stream,
                           int64_t fileStart) {
     int result = avcodec_send_frame(codec, frame);
@@ -310,11 +406,16 @@ int DVRMediaWriter::drain(AVCodecContext *codec, AVFrame *frame, AVStream *strea
         return result;
     }
     while ((result = avcodec_receive_packet(codec, mPacket)) == 0) {
+        // A crash loses at most what follows the last key frame.
+        const bool flush = stream == mVideoStream && (mPacket->flags & AV_PKT_FLAG_KEY) != 0;
         mPacket->stream_index = stream->index;
         mPacket->pts -= fileStart;
         mPacket->dts -= fileStart;
         av_packet_rescale_ts(mPacket, codec->time_base, stream->time_base);
         result = av_interleaved_write_frame(mFile, mPacket);
+        if (result >= 0 && flush) {
+            result = flushFile();
+        }
         if (result < 0) {
             av_packet_unref(mPacket);
             return result;
@@ -340,7 +441,7 @@ int DVRMediaWriter::closeFile(bool lastFile) {
             const int drained = drain(mAudioCodec, nullptr, mAudioStream, fileStart);
             result = result < 0 ? result : drained;
         }
-        const int64_t fileStart = mFormat.container == DVR_FILE_FORMAT_TS ? 0 : mFileFirstFrame;
+        const int64_t fileStart = mFormat.container == DVR_FILE_FORMAT_TS ? 0 : mFileFirstSlot;
         const int drained = drain(mVideoCodec, nullptr, mVideoStream, fileStart);
         result = result < 0 ? result : drained;
     }

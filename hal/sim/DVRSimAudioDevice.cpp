@@ -2,19 +2,46 @@
 
 #include <cmath>
 
+#include "DVRHalLog.h"
 #include "DVRSimulator.h"
 
 namespace dvrspace {
+
+namespace {
+
+uint64_t microsecondsOf(std::chrono::steady_clock::time_point time) {
+    return static_cast<uint64_t>(
+        std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count());
+}
+
+}  // namespace
 
 DVRSimAudioDevice::DVRSimAudioDevice(const DVRSimAudioConfig &config)
     : DVRAudioDevice(config.id, DVRAudioCaps_t{config.channels, config.bitsPerSample}),
       mRates(config.samplingRates),
       mChunkMs(config.chunkMs),
       mToneHz(config.toneHz),
+      mRetainedChunks(static_cast<uint64_t>(config.bufferMs / config.chunkMs)),
       mRate(config.samplingRate) {}
 
 bool DVRSimAudioDevice::isKnownHandle(int handle) const {
     return handle == -1 ? !mHandles.empty() : mHandles.count(handle) == 1;
+}
+
+bool DVRSimAudioDevice::capturing() const {
+    for (const auto &entry : mReaders) {
+        if (entry.second.started) {
+            return true;
+        }
+    }
+    return false;
+}
+
+uint64_t DVRSimAudioDevice::capturedChunks(Clock::time_point now) const {
+    if (now <= mCaptureStart) {
+        return 0;
+    }
+    return static_cast<uint64_t>((now - mCaptureStart) / std::chrono::milliseconds(mChunkMs));
 }
 
 int DVRSimAudioDevice::getAudioData(int handle, void **data, int *length, uint64_t *timestamp) {
@@ -25,43 +52,63 @@ int DVRSimAudioDevice::getAudioData(int handle, void **data, int *length, uint64
         return faultResult;
     }
     std::lock_guard<std::mutex> lock(mLock);
-    if (!isKnownHandle(handle) || !mStarted || mSuspended) {
+    if (!isKnownHandle(handle) || mSuspended) {
         return -1;
     }
-    const auto chunkPeriod = std::chrono::milliseconds(mChunkMs);
-    // A chunk can be read once it has been captured, one period after it began.
-    const Clock::time_point captured = mStartTime + chunkPeriod * (mChunksOfRun + 1);
-    if (DVRSimulator::instance().pacing() == DVRSimPacing::RealTime && !mDraining &&
-        Clock::now() < captured) {
-        return 0;
+    const Clock::time_point now = Clock::now();
+    auto found = mReaders.find(handle);
+    if (found == mReaders.end() || !found->second.started) {
+        // The push arrangement reads while any channel captures, from now on.
+        if (handle != -1 || !capturing()) {
+            return -1;
+        }
+        found = mReaders.emplace(-1, Reader{}).first;
+        found->second.started = true;
+        found->second.nextChunk = capturedChunks(now);
     }
-    std::vector<int16_t> &chunk = mChunks[mNextChunk];
-    mNextChunk = (mNextChunk + 1) % mChunks.size();
-    synthesize(&chunk);
-    ++mChunksOfRun;
+    Reader &reader = found->second;
+    const uint64_t captured = capturedChunks(now);
+    const bool realTime = DVRSimulator::instance().pacing() == DVRSimPacing::RealTime;
+    if (realTime && !reader.draining) {
+        if (reader.nextChunk >= captured) {
+            return 0;
+        }
+        if (captured - reader.nextChunk > mRetainedChunks) {
+            const uint64_t lost = captured - reader.nextChunk - mRetainedChunks;
+            HAL_LOGW("Audio %d: handle %d fell %d ms behind the capture; %llu chunks lost\n", mId,
+                     handle, static_cast<int>((captured - reader.nextChunk) * mChunkMs),
+                     static_cast<unsigned long long>(lost));
+            reader.nextChunk += lost;
+        }
+    }
+    std::vector<int16_t> &chunk = reader.chunks[reader.nextBuffer];
+    reader.nextBuffer = (reader.nextBuffer + 1) % reader.chunks.size();
+    synthesize(reader.nextChunk, &chunk);
+    if (timestamp != nullptr) {
+        *timestamp =
+            microsecondsOf(mCaptureStart + std::chrono::milliseconds(mChunkMs) * reader.nextChunk);
+    }
+    ++reader.nextChunk;
     *data = chunk.data();
     *length = static_cast<int>(chunk.size() * sizeof(int16_t));
-    if (timestamp != nullptr) {
-        *timestamp = static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(
-                                               (captured - chunkPeriod).time_since_epoch())
-                                               .count());
-    }
     return 0;
 }
 
-void DVRSimAudioDevice::synthesize(std::vector<int16_t> *chunk) {
+void DVRSimAudioDevice::synthesize(uint64_t chunkIndex, std::vector<int16_t> *chunk) const {
     const size_t frames = static_cast<size_t>(mRate) * mChunkMs / 1000;
     const size_t channels = static_cast<size_t>(mCaps.channels);
     chunk->resize(frames * channels);
     const double step = 2.0 * M_PI * mToneHz / mRate;
+    // The tone's phase follows the sample's place in the stream, so every
+    // reader of a chunk gets the same samples.
+    const uint64_t firstSample = chunkIndex * frames;
     for (size_t frame = 0; frame < frames; ++frame) {
         const auto sample = static_cast<int16_t>(
-            8000.0 * std::sin(step * static_cast<double>((mSamplesDone + frame) % mRate)));
+            8000.0 * std::sin(step * static_cast<double>((firstSample + frame) % mRate)));
         for (size_t channel = 0; channel < channels; ++channel) {
             (*chunk)[frame * channels + channel] = sample;
         }
     }
-    mSamplesDone += frames;
 }
 
 int DVRSimAudioDevice::open() {
@@ -73,7 +120,14 @@ int DVRSimAudioDevice::open() {
 
 int DVRSimAudioDevice::close(int handle) {
     std::lock_guard<std::mutex> lock(mLock);
-    return mHandles.erase(handle) == 1 ? 0 : -1;
+    mReaders.erase(handle);
+    if (mHandles.erase(handle) != 1) {
+        return -1;
+    }
+    if (mHandles.empty()) {
+        mReaders.clear();
+    }
+    return 0;
 }
 
 int DVRSimAudioDevice::start(int handle) {
@@ -81,10 +135,14 @@ int DVRSimAudioDevice::start(int handle) {
     if (!isKnownHandle(handle)) {
         return -1;
     }
-    mStarted = true;
-    mDraining = false;
-    mStartTime = Clock::now();
-    mChunksOfRun = 0;
+    const Clock::time_point now = Clock::now();
+    if (!capturing()) {
+        mCaptureStart = now;
+    }
+    Reader &reader = mReaders[handle];
+    reader.started = true;
+    reader.draining = false;
+    reader.nextChunk = capturedChunks(now);
     return 0;
 }
 
@@ -93,7 +151,7 @@ int DVRSimAudioDevice::stop(int handle) {
     if (!isKnownHandle(handle)) {
         return -1;
     }
-    mStarted = false;
+    mReaders.erase(handle);
     return 0;
 }
 
@@ -102,7 +160,10 @@ int DVRSimAudioDevice::prepareStop(int handle) {
     if (!isKnownHandle(handle)) {
         return -1;
     }
-    mDraining = true;
+    auto found = mReaders.find(handle);
+    if (found != mReaders.end()) {
+        found->second.draining = true;
+    }
     return 0;
 }
 
@@ -139,6 +200,7 @@ unsigned int DVRSimAudioDevice::getSamplingRate() {
 }
 
 std::set<unsigned int> DVRSimAudioDevice::getSupportedSamplingRates() {
+    std::lock_guard<std::mutex> lock(mLock);
     return mRates;
 }
 

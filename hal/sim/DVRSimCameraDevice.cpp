@@ -71,18 +71,27 @@ int DVRSimCameraDevice::getVideoFrame(void *frameVA[2], uint32_t framePA[2], uin
         return -1;
     }
     Clock::time_point captureTime = Clock::now();
-    if (DVRSimulator::instance().pacing() == DVRSimPacing::RealTime && !mDraining) {
-        // Deliver the latest frame period's picture; when it was delivered
-        // already, wait for the next one like a real sensor.
+    const bool realTime = DVRSimulator::instance().pacing() == DVRSimPacing::RealTime;
+    if (realTime && !mDraining) {
+        // Deliver the oldest captured picture the driver's queue still
+        // holds (the ring less the one being filled), so a reader late by a
+        // few periods loses nothing; when every captured picture was
+        // delivered, wait for the next one like a real sensor.
         const uint32_t elapsedFrames =
             static_cast<uint32_t>((captureTime - mStartTime) / mFramePeriod);
-        mNextFrame = std::max(mNextFrame, mFirstFrameOfRun + elapsedFrames);
+        const uint32_t queued = static_cast<uint32_t>(mRing.size()) - 1;
+        const uint32_t latest = mFirstFrameOfRun + elapsedFrames;
+        mNextFrame = std::max(mNextFrame, latest >= queued - 1 ? latest - (queued - 1) : 0);
         captureTime = mStartTime + mFramePeriod * (mNextFrame - mFirstFrameOfRun);
         mWake.wait_until(lock, captureTime,
                          [this] { return !mStarted || mSuspended || mDraining; });
         if (!mStarted || mSuspended) {
             return -1;
         }
+    }
+    if (!realTime) {
+        // A sensor as fast as its reader: every frame one period after the last.
+        captureTime = mStartTime + mFramePeriod * (mNextFrame - mFirstFrameOfRun);
     }
     const uint32_t frameNumber = mNextFrame++;
     const DVRPhysicalArena::Buffer &buffer = mRing[mDelivered++ % mRing.size()];

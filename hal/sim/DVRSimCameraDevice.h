@@ -24,8 +24,12 @@ public:
 
     // Not started or suspended: -1. Otherwise the next frame; a ring slot is
     // drawn again only after buffers - 1 later frames, so a frame stays valid
-    // well past the encoder's pushVideoFrame(). In real-time pacing it waits
-    // for the next frame period unless prepareStop() releases it.
+    // well past the encoder's pushVideoFrame(). In real-time pacing it gives
+    // the oldest picture still queued (buffers - 1 of them) and waits for the
+    // next frame period when all were taken, unless prepareStop() releases it.
+    // *timestamp is the capture time (steady clock, µs): the start of the
+    // frame's period, in fast pacing as if every frame came one period after
+    // the last.
     int getVideoFrame(void *frameVA[2], uint32_t framePA[2], uint64_t *timestamp) override;
     int start() override;
     int stop() override;

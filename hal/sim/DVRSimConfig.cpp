@@ -76,6 +76,7 @@ DVRSimAudioConfig readAudio(const json &object, int index) {
     readOptional(object, "samplingRate", &audio.samplingRate);
     readOptional(object, "chunkMs", &audio.chunkMs);
     readOptional(object, "toneHz", &audio.toneHz);
+    readOptional(object, "bufferMs", &audio.bufferMs);
     readOptional(object, "suspendResult", &audio.suspendResult);
     readOptional(object, "resumeResult", &audio.resumeResult);
     require(audio.channels == 1 || audio.channels == 2, where + ".channels must be 1 or 2");
@@ -85,6 +86,8 @@ DVRSimAudioConfig readAudio(const json &object, int index) {
     require(audio.samplingRates.count(audio.samplingRate) == 1,
             where + ".samplingRate must be one of samplingRates");
     require(audio.chunkMs > 0 && audio.chunkMs <= 1000, where + ".chunkMs must be 1 to 1000");
+    require(audio.bufferMs >= audio.chunkMs && audio.bufferMs <= 60000,
+            where + ".bufferMs must be chunkMs to 60000");
     return audio;
 }
 

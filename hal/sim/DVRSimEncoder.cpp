@@ -141,6 +141,7 @@ int DVRSimEncoder::start() {
         return forced;
     }
     DVRMediaFormat format;
+    int fileLength = 0;
     {
         std::lock_guard<std::mutex> lock(mLock);
         const char *problem = !mConfigured        ? "not configured"
@@ -153,6 +154,7 @@ int DVRSimEncoder::start() {
             return -1;
         }
         format = mFormat;
+        fileLength = mFileLength;
     }
     joinThreads();
     {
@@ -163,6 +165,8 @@ int DVRSimEncoder::start() {
             return -1;
         }
         mWriterError = 0;
+        mSlotsPerFile = static_cast<int64_t>(format.frameRate) * fileLength;
+        mPictureHeld = false;
     }
     std::lock_guard<std::mutex> lock(mLock);
     mPlaying = true;
@@ -236,14 +240,16 @@ int DVRSimEncoder::requestKeyFrame() {
     return 0;
 }
 
-int DVRSimEncoder::pushVideoFrame(const uint32_t framePA[2], uint64_t * /*timestamp*/) {
+int DVRSimEncoder::pushVideoFrame(const uint32_t framePA[2], uint64_t *timestamp) {
     if (framePA == nullptr) {
         return -2;
     }
     DVRMediaFormat format;
     {
         std::lock_guard<std::mutex> lock(mLock);
-        if (!mPlaying || mFinalized) {
+        // A picture that arrives once a stop was asked for would only delay
+        // it by an encode: the file ends with the pictures before.
+        if (!mPlaying || mFinalized || mStopRequested) {
             return -1;
         }
         format = mFormat;
@@ -258,19 +264,68 @@ int DVRSimEncoder::pushVideoFrame(const uint32_t framePA[2], uint64_t * /*timest
         mPendingError = kBadAddress;
         return kBadAddress;
     }
+    // Fast pacing records every picture it gets, one per frame period,
+    // whatever the camera's rate: its time is the request schedule's.
+    const bool realTime = DVRSimulator::instance().pacing() == DVRSimPacing::RealTime;
+    const uint64_t captureUs = realTime && timestamp != nullptr ? *timestamp : 0;
     std::lock_guard<std::mutex> writerLock(mWriterLock);
-    if (mWriterError != 0 || !mWriter.hasFile()) {
+    if (mWriterError != 0 || !mWriter.hasFile() || mPictureHeld) {
         return -1;
     }
-    const int result = mWriter.writeVideo(static_cast<const uint8_t *>(luma),
-                                          static_cast<const uint8_t *>(chroma));
+    if (mWriter.belongsToNextFile(captureUs, mSlotsPerFile)) {
+        // The roll-over calls the service back, which must not happen inside
+        // its own need-data callback: keep the picture for the worker.
+        const auto *lumaPlane = static_cast<const uint8_t *>(luma);
+        const auto *chromaPlane = static_cast<const uint8_t *>(chroma);
+        mHeldPicture.assign(lumaPlane, lumaPlane + lumaBytes);
+        mHeldPicture.insert(mHeldPicture.end(), chromaPlane, chromaPlane + lumaBytes / 2);
+        mHeldCaptureUs = captureUs;
+        mPictureHeld = true;
+        return 0;
+    }
+    return writePicture(static_cast<const uint8_t *>(luma), static_cast<const uint8_t *>(chroma),
+                        captureUs);
+}
+
+int DVRSimEncoder::writePicture(const uint8_t *luma, const uint8_t *chroma, uint64_t captureUs) {
+    const int result = mWriter.writeVideo(luma, chroma, captureUs);
     if (result < 0) {
         mWriterError = result;
     }
     return result < 0 ? result : 0;
 }
 
-int DVRSimEncoder::pushAudioData(void *data, int length, uint64_t * /*timestamp*/) {
+void DVRSimEncoder::writeHeldPicture() {
+    std::lock_guard<std::mutex> writerLock(mWriterLock);
+    if (!mPictureHeld) {
+        return;
+    }
+    mPictureHeld = false;
+    if (mWriterError == 0 && mWriter.hasFile()) {
+        const size_t lumaBytes = mHeldPicture.size() * 2 / 3;
+        writePicture(mHeldPicture.data(), mHeldPicture.data() + lumaBytes, mHeldCaptureUs);
+    }
+}
+
+void DVRSimEncoder::logFileEnd(const std::string &name) {
+    const DVRMediaFileStats &stats = mWriter.fileStats();
+    HAL_LOGI("Encoder %d: %s: %lld frames written, %lld frame slots dropped\n", mId, name.c_str(),
+             static_cast<long long>(stats.framesWritten),
+             static_cast<long long>(stats.slotsDropped));
+}
+
+bool DVRSimEncoder::starve(int64_t videoRequests) {
+    const DVRSimulator::Starvation starvation = DVRSimulator::instance().starvation(mId);
+    if (starvation.everyFrames <= 0 || videoRequests % starvation.everyFrames != 0) {
+        return true;
+    }
+    std::unique_lock<std::mutex> lock(mLock);
+    mWake.wait_for(lock, std::chrono::milliseconds(starvation.delayMs),
+                   [this] { return mStopRequested; });
+    return !mStopRequested;
+}
+
+int DVRSimEncoder::pushAudioData(void *data, int length, uint64_t *timestamp) {
     if (data == nullptr || length < 0) {
         return -2;
     }
@@ -287,7 +342,7 @@ int DVRSimEncoder::pushAudioData(void *data, int length, uint64_t * /*timestamp*
     if (mWriterError != 0 || !mWriter.hasFile()) {
         return -1;
     }
-    const int result = mWriter.writeAudio(data, length);
+    const int result = mWriter.writeAudio(data, length, timestamp != nullptr ? *timestamp : 0);
     if (result < 0) {
         mWriterError = result;
     }
@@ -332,21 +387,19 @@ int DVRSimEncoder::resume() {
 
 void DVRSimEncoder::run() {
     DVRMediaFormat format;
-    int fileLength = 0;
     {
         std::lock_guard<std::mutex> lock(mLock);
         format = mFormat;
-        fileLength = mFileLength;
     }
     startNextFile();
 
-    const int64_t framesPerFile = static_cast<int64_t>(format.frameRate) * fileLength;
+    const bool realTime = DVRSimulator::instance().pacing() == DVRSimPacing::RealTime;
     const int64_t chunkUs = static_cast<int64_t>(mConfig.audioChunkMs) * 1000;
     const auto start = std::chrono::steady_clock::now();
-    int64_t videoRequests = 0;
+    VideoSchedule schedule;
     int64_t audioRequests = 0;
     while (true) {
-        const int64_t videoDue = videoRequests * 1000000 / format.frameRate;
+        const int64_t videoDue = nextVideoDue(schedule, format.frameRate, start);
         // Ask for a chunk once it has been captured, so the device has it ready.
         const int64_t audioDue = (audioRequests + 1) * chunkUs;
         const bool video = !format.audio || videoDue <= audioDue;
@@ -360,19 +413,35 @@ void DVRSimEncoder::run() {
             }
             announceFirstFile();
         } else {
-            // Roll over only when the next file's first frame is due: a stop
-            // before then completes the full file as the last one.
-            bool fileComplete = false;
             {
                 std::lock_guard<std::mutex> writerLock(mWriterLock);
-                fileComplete = mWriter.videoFramesInFile() >= framesPerFile;
+                schedule.captureBeforeLastUs = mWriter.lastCaptureUs();
             }
-            if (fileComplete && !rollOver()) {
-                break;
-            }
-            ++videoRequests;
+            schedule.lastDueUs = videoDue;
+            const int64_t videoRequests = ++schedule.requests;
             if (!invoke(Callback::NeedData, [&] { mCallbacks.needData(mId, ENC_NEED_VIDEO); })) {
                 break;
+            }
+            // A picture past the file's time opens the next file: a stop
+            // before then completes the full file as the last one.
+            bool pictureHeld = false;
+            {
+                std::lock_guard<std::mutex> writerLock(mWriterLock);
+                pictureHeld = mPictureHeld;
+            }
+            if (pictureHeld) {
+                // Audio captured before the next file's first picture goes
+                // into this file.
+                bool stopped = false;
+                while (format.audio && (audioRequests + 1) * chunkUs <= videoDue && !stopped) {
+                    ++audioRequests;
+                    stopped = !invoke(Callback::NeedData,
+                                      [&] { mCallbacks.needData(mId, ENC_NEED_AUDIO); });
+                }
+                if (stopped || !rollOver()) {
+                    break;
+                }
+                writeHeldPicture();
             }
             announceFirstFile();
             int badAddress = 0;
@@ -392,6 +461,9 @@ void DVRSimEncoder::run() {
                                      injected.code);
                 });
             }
+            if (realTime && !starve(videoRequests)) {
+                break;
+            }
         }
         const int failure = writerError();
         if (failure != 0) {
@@ -400,6 +472,36 @@ void DVRSimEncoder::run() {
         }
     }
     finishRecording(true);
+}
+
+int64_t DVRSimEncoder::nextVideoDue(const VideoSchedule &schedule, int frameRate,
+                                    std::chrono::steady_clock::time_point start) {
+    const int64_t periodUs = 1000000 / frameRate;
+    if (DVRSimulator::instance().pacing() != DVRSimPacing::RealTime) {
+        return schedule.requests * 1000000 / frameRate;
+    }
+    if (schedule.requests == 0) {
+        return 0;
+    }
+    uint64_t lastCaptureUs = 0;
+    {
+        std::lock_guard<std::mutex> writerLock(mWriterLock);
+        lastCaptureUs = mWriter.lastCaptureUs();
+    }
+    const int64_t startUs =
+        std::chrono::duration_cast<std::chrono::microseconds>(start.time_since_epoch()).count();
+    const int64_t nextCaptureUs = static_cast<int64_t>(lastCaptureUs) + periodUs - startUs;
+    const int64_t afterLastDue = schedule.lastDueUs + periodUs;
+    // Follow the camera's clock (the simulated camera stamps with this
+    // process's steady clock): ask for the next picture as soon as it is
+    // captured, at once while the camera still holds pictures taken since
+    // the last one, so a late encoder drains the camera's queue instead of
+    // staying behind it. When the last request brought no new picture, or
+    // without usable stamps, one period after the last request.
+    const bool newPicture = lastCaptureUs != 0 && lastCaptureUs != schedule.captureBeforeLastUs;
+    const bool sameClock =
+        nextCaptureUs > afterLastDue - 10000000 && nextCaptureUs < afterLastDue + 10000000;
+    return newPicture && sameClock ? nextCaptureUs : afterLastDue;
 }
 
 bool DVRSimEncoder::invoke(Callback kind, const std::function<void()> &call,
@@ -486,17 +588,19 @@ bool DVRSimEncoder::rollOver() {
         }
     }
     int result = 0;
+    std::string finished;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        finished = mFileName;
+    }
     {
         std::lock_guard<std::mutex> writerLock(mWriterLock);
         result = mWriter.closeFile(false);
         if (result < 0) {
             mWriterError = result;
+        } else {
+            logFileEnd(finished);
         }
-    }
-    std::string finished;
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        finished = mFileName;
     }
     if (result < 0) {
         HAL_LOGE("Encoder %d: cannot complete %s: %s\n", mId, finished.c_str(),
@@ -550,7 +654,10 @@ void DVRSimEncoder::finishRecording(bool onWorker) {
                 // would wait for itself.
                 HAL_LOGE("Encoder %d: cannot complete %s: %s\n", mId, name.c_str(),
                          std::strerror(-result));
+            } else if (wasOpen) {
+                logFileEnd(name);
             }
+            mPictureHeld = false;
             mWriter.close();
         }
     }

@@ -1,7 +1,9 @@
 // A simulated hardware encoder: pulls video frames and audio chunks through
 // the need-data callback on its own thread, one per frame or chunk period
 // (real-time pacing) or back to back (fast pacing), encodes them with FFmpeg
-// and writes a sequence of files of fileLength seconds each.
+// and writes a sequence of files of fileLength seconds each: of capture time,
+// so a file that lost frames still ends when its time is up. At each file's
+// end it logs (INFO) the frames written and the frame slots left empty.
 //
 // Threads: control operations on any thread; callbacks on the encoder's own
 // worker thread, except record-finish, which stop() issues itself when the
@@ -15,6 +17,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "DVREncoderHAL.h"
 #include "DVRMediaWriter.h"
@@ -59,17 +62,35 @@ public:
 
 private:
     enum class Callback { None, RecordStart, FileFinish, NeedData, Error, RecordFinish };
+    struct VideoSchedule {
+        int64_t requests = 0;
+        int64_t lastDueUs = 0;             // of the last request, after start
+        uint64_t captureBeforeLastUs = 0;  // last picture's capture time before it
+    };
 
     void run();
     // Runs a callback unless a stop came first; false when it was not run.
     bool invoke(Callback kind, const std::function<void()> &call, bool evenWhenStopping = false);
     bool waitUntilDue(int64_t dueUs, std::chrono::steady_clock::time_point start);
+    // When the next video request is due, in µs after start.
+    int64_t nextVideoDue(const VideoSchedule &schedule, int frameRate,
+                         std::chrono::steady_clock::time_point start);
     // Starts the next file under the name the service gave, or a free
     // numbered variant of the last one.
     void startNextFile();
     // Record-start for the recording's first file once it exists on disk.
     void announceFirstFile();
     bool rollOver();
+    // Writes the picture that opens the next file, held back by
+    // pushVideoFrame, once the roll-over made that file.
+    void writeHeldPicture();
+    // Encodes a picture into the open file; a failure becomes mWriterError.
+    // The caller holds mWriterLock.
+    int writePicture(const uint8_t *luma, const uint8_t *chroma, uint64_t captureUs);
+    // Logs what the file just completed holds. The caller holds mWriterLock.
+    void logFileEnd(const std::string &name);
+    // Stalls the worker as the starvation knob asks; false when stopped.
+    bool starve(int64_t videoRequests);
     // Reports a writer failure once, then idles until stop().
     void failRecording(int code);
     // Completes the last file and reports record-finish, once per recording.
@@ -108,6 +129,12 @@ private:
     std::mutex mWriterLock;  // serialises the writer; taken before mLock
     DVRMediaWriter mWriter;
     int mWriterError = 0;  // first failure of the recording's writer
+    int64_t mSlotsPerFile = 0;
+    // The first picture of the next file: it came with the need-data request
+    // that found the file full, and is only valid until the push returns.
+    std::vector<uint8_t> mHeldPicture;
+    uint64_t mHeldCaptureUs = 0;
+    bool mPictureHeld = false;
 };
 
 }  // namespace dvrspace

@@ -69,6 +69,7 @@ void DVRSimulator::reset() {
     mNeverPlaying.clear();
     mEncoderErrors.clear();
     mLateCallbacks.clear();
+    mStarvations.clear();
 }
 
 DVRSimConfig DVRSimulator::config() {
@@ -251,6 +252,21 @@ bool DVRSimulator::takeLateCallback(int encoderId, LateCallback *callback) {
     *callback = found->second;
     mLateCallbacks.erase(found);
     return true;
+}
+
+void DVRSimulator::starveEncoder(int encoderId, int everyFrames, int delayMs) {
+    std::lock_guard<std::mutex> lock(mLock);
+    if (everyFrames <= 0 || delayMs <= 0) {
+        mStarvations.erase(encoderId);
+    } else {
+        mStarvations[encoderId] = Starvation{everyFrames, delayMs};
+    }
+}
+
+DVRSimulator::Starvation DVRSimulator::starvation(int encoderId) {
+    std::lock_guard<std::mutex> lock(mLock);
+    auto found = mStarvations.find(encoderId);
+    return found == mStarvations.end() ? Starvation{} : found->second;
 }
 
 }  // namespace dvrspace

@@ -30,6 +30,10 @@ public:
         DVRSimLateCallback kind;
         int delayMs;
     };
+    struct Starvation {
+        int everyFrames = 0;  // 0: not starved
+        int delayMs = 0;
+    };
 
     static DVRSimulator &instance();
 
@@ -65,6 +69,8 @@ public:
     bool takeEncoderError(int encoderId, int frameIndex, EncoderError *error);
     void injectLateCallback(int encoderId, DVRSimLateCallback kind, int delayMs);
     bool takeLateCallback(int encoderId, LateCallback *callback);
+    void starveEncoder(int encoderId, int everyFrames, int delayMs);
+    Starvation starvation(int encoderId);
 
 private:
     struct CountedFault {
@@ -90,6 +96,7 @@ private:
     std::map<int, bool> mNeverPlaying;
     std::map<int, EncoderError> mEncoderErrors;
     std::map<int, LateCallback> mLateCallbacks;
+    std::map<int, Starvation> mStarvations;
 };
 
 }  // namespace dvrspace

@@ -70,4 +70,8 @@ void DVRSimulatorControl::injectLateCallback(int encoderId, DVRSimLateCallback k
     DVRSimulator::instance().injectLateCallback(encoderId, kind, delayMs);
 }
 
+void DVRSimulatorControl::starveEncoder(int encoderId, int everyFrames, int delayMs) {
+    DVRSimulator::instance().starveEncoder(encoderId, everyFrames, delayMs);
+}
+
 }  // namespace dvrspace

@@ -93,6 +93,11 @@ TEST_F(AudioDevice, HandleFromOpenOrMinusOneIsAccepted) {
 }
 
 TEST_F(AudioDevice, NothingYetBeforeAChunkIsCapturedInRealTime) {
+    // Chunks of 200 ms, so that a busy machine's scheduling delays do not
+    // let a second chunk be captured between the reads.
+    DVRSimConfig config = DVRSimulatorControl::config();
+    config.audioInputs[0].chunkMs = 200;
+    DVRSimulatorControl::setConfig(config);
     DVRSimulatorControl::setPacing(DVRSimPacing::RealTime);
     auto audio = create();
     const int handle = audio->open();
@@ -103,14 +108,14 @@ TEST_F(AudioDevice, NothingYetBeforeAChunkIsCapturedInRealTime) {
     EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
     EXPECT_EQ(0, length);
     EXPECT_EQ(nullptr, data);
-    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
     EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
-    EXPECT_EQ(640, length);
+    EXPECT_EQ(6400, length);
     EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
     EXPECT_EQ(0, length);
     audio->prepareStop(handle);
     EXPECT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
-    EXPECT_EQ(640, length);
+    EXPECT_EQ(6400, length);
 }
 
 TEST_F(AudioDevice, NotStartedOrSuspendedIsAnError) {
@@ -176,4 +181,116 @@ TEST_F(AudioDevice, ForcedSuspendAndResumeResultsIncludingRecoverable) {
     DVRSimulatorControl::setAudioResult(20, DVRSimDeviceOp::Resume, 0);
     EXPECT_EQ(0, audio->suspend());
     EXPECT_EQ(0, audio->resume());
+}
+
+TEST_F(AudioDevice, EveryHandleReadsEveryChunkOfTheOneCapturedStream) {
+    auto audio = create();
+    const int first = audio->open();
+    const int second = audio->open();
+    ASSERT_EQ(0, audio->start(first));
+    ASSERT_EQ(0, audio->start(second));
+    for (int chunk = 0; chunk < 5; ++chunk) {
+        void *firstData = nullptr;
+        void *secondData = nullptr;
+        int firstLength = 0;
+        int secondLength = 0;
+        uint64_t firstStamp = 0;
+        uint64_t secondStamp = 0;
+        ASSERT_EQ(0, audio->getAudioData(first, &firstData, &firstLength, &firstStamp));
+        // The first reader running ahead takes nothing from the second.
+        ASSERT_EQ(0, audio->getAudioData(first, &firstData, &firstLength, &firstStamp));
+        ASSERT_EQ(0, audio->getAudioData(second, &secondData, &secondLength, &secondStamp));
+        ASSERT_EQ(0, audio->getAudioData(second, &secondData, &secondLength, &secondStamp));
+        ASSERT_EQ(640, firstLength);
+        ASSERT_EQ(firstLength, secondLength);
+        EXPECT_EQ(firstStamp, secondStamp) << "chunk " << chunk;
+        EXPECT_NE(firstData, secondData);
+        EXPECT_EQ(0, std::memcmp(firstData, secondData, static_cast<size_t>(firstLength)))
+            << "chunk " << chunk;
+    }
+}
+
+TEST_F(AudioDevice, ChunksFollowOneAnotherByTheirCaptureTime) {
+    auto audio = create();
+    const int handle = audio->open();
+    audio->start(handle);
+    void *data = nullptr;
+    int length = 0;
+    uint64_t previous = 0;
+    ASSERT_EQ(0, audio->getAudioData(handle, &data, &length, &previous));
+    for (int chunk = 0; chunk < 4; ++chunk) {
+        uint64_t stamp = 0;
+        ASSERT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+        EXPECT_EQ(previous + 20000, stamp);
+        previous = stamp;
+    }
+}
+
+TEST_F(AudioDevice, CapturedChunkIsReadyForEveryHandleAtOnceInRealTime) {
+    DVRSimulatorControl::setPacing(DVRSimPacing::RealTime);
+    auto audio = create();
+    const int first = audio->open();
+    const int second = audio->open();
+    audio->start(first);
+    audio->start(second);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    for (const int handle : {first, second}) {
+        void *data = nullptr;
+        int length = 0;
+        uint64_t stamp = 0;
+        // Two chunks were captured: each handle gets both without waiting.
+        for (int chunk = 0; chunk < 2; ++chunk) {
+            ASSERT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+            EXPECT_EQ(640, length) << "handle " << handle << " chunk " << chunk;
+        }
+    }
+    // Stopping one reader leaves the other capturing.
+    audio->stop(first);
+    void *data = nullptr;
+    int length = 0;
+    uint64_t stamp = 0;
+    EXPECT_EQ(-1, audio->getAudioData(first, &data, &length, &stamp));
+    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    EXPECT_EQ(0, audio->getAudioData(second, &data, &length, &stamp));
+    EXPECT_EQ(640, length);
+}
+
+TEST_F(AudioDevice, ReaderFarBehindLosesTheOldestChunksWithoutHoldingOthersBack) {
+    // Chunks of 100 ms, five of them kept: long enough that a busy machine's
+    // scheduling delays do not change the counts.
+    DVRSimConfig config = DVRSimulatorControl::config();
+    config.audioInputs[0].chunkMs = 100;
+    config.audioInputs[0].bufferMs = 500;
+    DVRSimulatorControl::setConfig(config);
+    DVRSimulatorControl::setPacing(DVRSimPacing::RealTime);
+    auto audio = create();
+    const int slow = audio->open();
+    const int fast = audio->open();
+    audio->start(slow);
+    audio->start(fast);
+    void *data = nullptr;
+    int length = 0;
+    uint64_t firstStamp = 0;
+    std::this_thread::sleep_for(std::chrono::milliseconds(120));
+    ASSERT_EQ(0, audio->getAudioData(fast, &data, &length, &firstStamp));
+    ASSERT_EQ(3200, length);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    // The slow reader resumes five chunks behind the capture: at least ten
+    // chunks after the first.
+    uint64_t stamp = 0;
+    ASSERT_EQ(0, audio->getAudioData(slow, &data, &length, &stamp));
+    EXPECT_GE(stamp, firstStamp + 10 * 100000);
+    int backlog = 1;
+    while (audio->getAudioData(slow, &data, &length, &stamp) == 0 && length > 0 && backlog < 20) {
+        ++backlog;
+    }
+    EXPECT_GE(backlog, 5);
+    EXPECT_LE(backlog, 7);  // the chunks captured meanwhile at most
+    // The fast reader was never held back: its backlog is all there.
+    int fastBacklog = 0;
+    while (audio->getAudioData(fast, &data, &length, &stamp) == 0 && length > 0 &&
+           fastBacklog < 30) {
+        ++fastBacklog;
+    }
+    EXPECT_GE(fastBacklog, 5);
 }

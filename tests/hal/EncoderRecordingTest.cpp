@@ -227,6 +227,9 @@ TEST_F(EncoderRecording, ASecondRecordingStartsAfterAStop) {
 }
 
 TEST_F(EncoderRecording, RealTimePacingAsksForOneFramePerPeriod) {
+    DVRSimConfig config = DVRSimulatorControl::config();
+    config.cameras[0].frameRate = 20;  // the encoder follows the camera's pictures
+    DVRSimulatorControl::setConfig(config);
     DVRSimulatorControl::setPacing(DVRSimPacing::RealTime);
     EncoderHarness harness;
     const auto begin = std::chrono::steady_clock::now();

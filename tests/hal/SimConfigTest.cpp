@@ -84,6 +84,8 @@ TEST_F(SimConfig, MalformedJsonIsRefusedWithAReasonAndChangesNothing) {
         {R"({"cameras": [{"createException": "maybe"}]})", "createException must be"},
         {R"({"audioInputs": [{"samplingRate": 12345}]})", "samplingRate must be one of"},
         {R"({"encoder": {"threads": -1}})", "encoder.threads must not be negative"},
+        {R"({"audioInputs": [{"chunkMs": 20, "bufferMs": 10}]})",
+         "audioInputs[0].bufferMs must be chunkMs to 60000"},
         {R"({"cameras": [{"id": "ten"}]})", "type must be number"},
     };
     for (const auto &item : cases) {
@@ -158,4 +160,15 @@ TEST_F(SimConfig, DeviceSuspendAndResumeResultsComeFromTheConfigUnlessForced) {
     EXPECT_EQ(-1, audio->resume());
     DVRSimulatorControl::setCameraResult(10, DVRSimDeviceOp::Resume, 0);
     EXPECT_EQ(0, first->resume());
+}
+
+TEST_F(SimConfig, AudioInputBufferComesFromTheConfiguration) {
+    EXPECT_EQ(2000, DVRSimConfig::builtInDefault().audioInputs[0].bufferMs);
+    DVRSimConfig config;
+    std::string error;
+    ASSERT_TRUE(DVRSimConfig::fromJson(R"({"audioInputs": [{"id": 20, "bufferMs": 500}]})", &config,
+                                       &error))
+        << error;
+    ASSERT_EQ(1u, config.audioInputs.size());
+    EXPECT_EQ(500, config.audioInputs[0].bufferMs);
 }

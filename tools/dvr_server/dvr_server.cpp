@@ -19,6 +19,7 @@
 #include "DVRBinderFront.h"
 #include "DVRLog.h"
 #include "RuntimeCfgImage.h"
+#include "StartupRepair.h"
 
 namespace {
 
@@ -196,6 +197,7 @@ int main(int argc, char **argv) {
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
     android::sp<dvrspace::DVR> service = new dvrspace::DVR();
+    dvrtools::StartupRepair::repairDefaultStorage();
     const android::sp<dvrspace::DVRBinderFront> front =
         new dvrspace::DVRBinderFront(android::IInterface::asBinder(service));
     const android::status_t status = android::defaultServiceManager()->addService(

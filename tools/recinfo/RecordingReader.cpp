@@ -1,5 +1,7 @@
 #include "RecordingReader.h"
 
+#include "AvErrorText.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
@@ -7,18 +9,13 @@ extern "C" {
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 namespace dvrspace {
 
 namespace {
-
-std::string errorText(int code) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(code, text, sizeof(text));
-    return text;
-}
 
 // Owns the demuxer, the optional decoder and their buffers for one read.
 class Session {
@@ -67,12 +64,12 @@ RecordingInfo RecordingReader::read(const std::string &path, const PictureSink &
     Session session;
     int status = avformat_open_input(&session.mInput, path.c_str(), nullptr, nullptr);
     if (status < 0) {
-        info.error = "cannot open: " + errorText(status);
+        info.error = "cannot open: " + avErrorText(status);
         return info;
     }
     status = avformat_find_stream_info(session.mInput, nullptr);
     if (status < 0) {
-        info.error = "no stream information: " + errorText(status);
+        info.error = "no stream information: " + avErrorText(status);
         return info;
     }
     AVFormatContext *input = session.mInput;
@@ -110,8 +107,11 @@ RecordingInfo RecordingReader::read(const std::string &path, const PictureSink &
     session.mPacket = av_packet_alloc();
     session.mFrame = av_frame_alloc();
     AVPacket *packet = session.mPacket;
+    bool audioTimed = false;
     while (av_read_frame(input, packet) >= 0) {
-        if (packet->stream_index == videoIndex) {
+        if (packet->stream_index == videoIndex && packet->size == 0) {
+            // An AVI "drop" chunk: a frame period the recording left empty.
+        } else if (packet->stream_index == videoIndex) {
             const AVStream *stream = input->streams[videoIndex];
             // AVI stores decoding time stamps only.
             const int64_t pts = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
@@ -124,6 +124,16 @@ RecordingInfo RecordingReader::read(const std::string &path, const PictureSink &
                 drainPictures(session, pictures);
             }
         } else if (packet->stream_index == audioIndex) {
+            const AVRational timeBase = input->streams[audioIndex]->time_base;
+            const int64_t pts = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+            if (pts != AV_NOPTS_VALUE) {
+                const double start = static_cast<double>(pts) * av_q2d(timeBase);
+                const double end = static_cast<double>(pts + packet->duration) * av_q2d(timeBase);
+                info.audioStartSeconds =
+                    audioTimed ? std::min(info.audioStartSeconds, start) : start;
+                info.audioEndSeconds = audioTimed ? std::max(info.audioEndSeconds, end) : end;
+                audioTimed = true;
+            }
             ++info.audioPackets;
         }
         av_packet_unref(packet);

@@ -1,6 +1,10 @@
-// recinfo: summarises recorded files (name, duration, video frames, key
-// frames, audio, size) as read back by a player, as text or as JSON.
+// recinfo: accounts for every frame of recorded files, from the files alone:
+// duration, video frames, key frames, missing frame slots, the largest gap,
+// first and last presentation time, audio, whether the file decodes to its
+// end, size; as text or as JSON. A directory stands for its recordings in
+// recording order.
 #include <dirent.h>
+#include <getopt.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -9,9 +13,12 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "RecordingReader.h"
+#include "RecordingRepair.h"
+#include "ToolVersion.h"
 
 namespace {
 
@@ -20,11 +27,25 @@ constexpr int kUsageError = 2;
 void printUsage(FILE *out) {
     fprintf(out,
             "Usage: recinfo [--json] FILE|DIR...\n"
+            "       recinfo repair FILE...\n"
             "\n"
-            "Prints, for each recorded AVI or MPEG-TS file, its name, duration in seconds,\n"
-            "video frames, key frames, audio (codec, sampling rate, channels, or \"none\")\n"
-            "and size in bytes. A directory stands for its .avi and .ts files, sorted by\n"
-            "name. --json prints one JSON array instead of text lines.\n"
+            "Prints, for each recorded AVI or MPEG-TS file, what a player finds in it:\n"
+            "duration in seconds, video frames, key frames, missing frame slots (frame\n"
+            "periods between the first and the last frame that hold no frame), the\n"
+            "largest gap between frames in ms, the first and last presentation time,\n"
+            "audio (codec, sampling rate, channels and packets, or \"none\"), whether every\n"
+            "frame decodes, and the size in bytes. A file that lost frames ends with\n"
+            "\"LOST FRAMES\". A directory stands for its .avi and .ts files in recording\n"
+            "order (oldest modification first, then by name).\n"
+            "\n"
+            "repair rebuilds an AVI that a killed recorder left without its index (no\n"
+            "duration): every frame that reached the disk is kept and the file is\n"
+            "replaced. A complete file is left as it is; a file another process has open\n"
+            "is refused, since it may still be written.\n"
+            "\n"
+            "  -j, --json     print one JSON array instead of text lines\n"
+            "  -h, --help     print this help and exit\n"
+            "      --version  print the version and exit\n"
             "\n"
             "Exit status: 0 when every file was read, 1 when one could not be, 2 on bad\n"
             "usage.\n");
@@ -41,29 +62,32 @@ bool isRecordingName(const std::string &name) {
     return false;
 }
 
-// A directory's recordings sorted by name; anything else as it was given.
+// A directory's recordings in recording order: a file's last write is when
+// the recording left it, so modification time orders the files of one
+// recording whatever their names.
 std::vector<std::string> expand(const std::string &argument) {
     struct stat argumentStat {};
     if (stat(argument.c_str(), &argumentStat) != 0 || !S_ISDIR(argumentStat.st_mode)) {
         return {argument};
     }
-    std::vector<std::string> names;
+    using Entry = std::tuple<int64_t, int64_t, std::string>;  // seconds, ns, path
+    std::vector<Entry> entries;
+    const std::string prefix = argument.back() == '/' ? argument : argument + "/";
     if (DIR *dir = opendir(argument.c_str())) {
         while (const dirent *entry = readdir(dir)) {
             struct stat entryStat {};
-            const std::string path = argument + "/" + entry->d_name;
+            const std::string path = prefix + entry->d_name;
             if (isRecordingName(entry->d_name) && stat(path.c_str(), &entryStat) == 0 &&
                 S_ISREG(entryStat.st_mode)) {
-                names.push_back(entry->d_name);
+                entries.emplace_back(entryStat.st_mtim.tv_sec, entryStat.st_mtim.tv_nsec, path);
             }
         }
         closedir(dir);
     }
-    std::sort(names.begin(), names.end());
+    std::sort(entries.begin(), entries.end());
     std::vector<std::string> paths;
-    const std::string prefix = argument.back() == '/' ? argument : argument + "/";
-    for (const std::string &name : names) {
-        paths.push_back(prefix + name);
+    for (const Entry &entry : entries) {
+        paths.push_back(std::get<2>(entry));
     }
     return paths;
 }
@@ -73,13 +97,18 @@ std::string audioText(const dvrspace::RecordingInfo &info) {
         return "none";
     }
     return info.audioCodec + " " + std::to_string(info.sampleRate) + " Hz " +
-           std::to_string(info.channels) + " ch";
+           std::to_string(info.channels) + " ch, " + std::to_string(info.audioPackets) + " packets";
 }
 
 void printText(const std::string &path, const dvrspace::RecordingInfo &info) {
-    printf("%s: %.3f s, %zu video frames, %zu keyframes, audio %s, %lld bytes\n", path.c_str(),
-           info.durationSeconds, info.videoFrames(), info.keyFrameCount(), audioText(info).c_str(),
-           static_cast<long long>(info.sizeBytes));
+    printf(
+        "%s: %.3f s, %zu video frames, %zu keyframes, %lld missing slots, largest gap %.1f ms, "
+        "pts %.3f to %.3f s, audio %s, %s, %lld bytes%s\n",
+        path.c_str(), info.durationSeconds, info.videoFrames(), info.keyFrameCount(),
+        static_cast<long long>(info.missingSlots()), info.largestGapMs(), info.firstPtsSeconds(),
+        info.lastPtsSeconds(), audioText(info).c_str(),
+        info.decodedToEnd ? "decodes to end" : "DECODE ERRORS",
+        static_cast<long long>(info.sizeBytes), info.missingSlots() > 0 ? ", LOST FRAMES" : "");
 }
 
 nlohmann::json toJson(const std::string &path, const dvrspace::RecordingInfo &info) {
@@ -91,38 +120,89 @@ nlohmann::json toJson(const std::string &path, const dvrspace::RecordingInfo &in
     entry["durationSeconds"] = info.durationSeconds;
     entry["videoFrames"] = info.videoFrames();
     entry["keyFrames"] = info.keyFrameCount();
+    entry["missingSlots"] = info.missingSlots();
+    entry["largestGapMs"] = info.largestGapMs();
+    entry["firstPtsSeconds"] = info.firstPtsSeconds();
+    entry["lastPtsSeconds"] = info.lastPtsSeconds();
     if (info.hasAudio) {
         entry["audio"] = {{"codec", info.audioCodec},
                           {"sampleRate", info.sampleRate},
-                          {"channels", info.channels}};
+                          {"channels", info.channels},
+                          {"packets", info.audioPackets}};
     } else {
         entry["audio"] = "none";
     }
+    entry["decodedToEnd"] = info.decodedToEnd;
     entry["sizeBytes"] = info.sizeBytes;
     return entry;
+}
+
+// recinfo repair FILE...: 0 when every file is complete afterwards.
+int repairFiles(const std::vector<std::string> &paths) {
+    bool allComplete = true;
+    for (const std::string &path : paths) {
+        if (dvrspace::RecordingRepair::openElsewhere(path)) {
+            fprintf(stderr, "recinfo: %s: open in another process; not repaired\n", path.c_str());
+            allComplete = false;
+            continue;
+        }
+        const dvrspace::RepairResult result = dvrspace::RecordingRepair::repair(path);
+        if (!result.error.empty()) {
+            fprintf(stderr, "recinfo: %s: %s\n", path.c_str(), result.error.c_str());
+            allComplete = false;
+        } else if (result.repaired) {
+            printf("%s: repaired: %lld video frames, %.3f s\n", path.c_str(),
+                   static_cast<long long>(result.videoFrames), result.durationSeconds);
+        } else {
+            printf("%s: complete, left as it is\n", path.c_str());
+        }
+    }
+    return allComplete ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
+    enum { kVersionOption = 1000 };
+    static const option kOptions[] = {{"json", no_argument, nullptr, 'j'},
+                                      {"help", no_argument, nullptr, 'h'},
+                                      {"version", no_argument, nullptr, kVersionOption},
+                                      {nullptr, 0, nullptr, 0}};
     bool json = false;
-    std::vector<std::string> arguments;
-    for (int i = 1; i < argc; ++i) {
-        if (strcmp(argv[i], "--help") == 0 || strcmp(argv[i], "-h") == 0) {
-            printUsage(stdout);
-            return 0;
+    opterr = 0;
+    int option = 0;
+    while ((option = getopt_long(argc, argv, "+jh", kOptions, nullptr)) != -1) {
+        switch (option) {
+            case 'j':
+                json = true;
+                break;
+            case 'h':
+                printUsage(stdout);
+                return 0;
+            case kVersionOption:
+                dvrtools::printToolVersion("recinfo");
+                return 0;
+            default:
+                fprintf(stderr, "recinfo: unknown option '%s'\nTry 'recinfo --help'.\n",
+                        argv[optind - 1]);
+                return kUsageError;
         }
-        if (strcmp(argv[i], "--json") == 0) {
-            json = true;
-        } else if (argv[i][0] == '-' && argv[i][1] != '\0') {
-            fprintf(stderr, "recinfo: unknown option '%s'\nTry 'recinfo --help'.\n", argv[i]);
-            return kUsageError;
-        } else if (argv[i][0] == '\0') {
+    }
+    std::vector<std::string> arguments;
+    for (int i = optind; i < argc; ++i) {
+        if (argv[i][0] == '\0') {
             fprintf(stderr, "recinfo: empty file name\nTry 'recinfo --help'.\n");
             return kUsageError;
-        } else {
-            arguments.push_back(argv[i]);
         }
+        arguments.push_back(argv[i]);
+    }
+    if (!arguments.empty() && arguments.front() == "repair") {
+        arguments.erase(arguments.begin());
+        if (arguments.empty() || json) {
+            fprintf(stderr, "recinfo: repair takes files and no --json\nTry 'recinfo --help'.\n");
+            return kUsageError;
+        }
+        return repairFiles(arguments);
     }
     if (arguments.empty()) {
         fprintf(stderr, "recinfo: no file or directory given\nTry 'recinfo --help'.\n");
@@ -133,7 +213,7 @@ int main(int argc, char **argv) {
     nlohmann::json summary = nlohmann::json::array();
     for (const std::string &argument : arguments) {
         for (const std::string &path : expand(argument)) {
-            const dvrspace::RecordingInfo info = dvrspace::RecordingReader::read(path);
+            const dvrspace::RecordingInfo info = dvrspace::RecordingReader::verify(path);
             if (!info.opened) {
                 fprintf(stderr, "recinfo: %s: %s\n", path.c_str(), info.error.c_str());
                 allRead = false;

@@ -46,6 +46,8 @@ struct DVRSimAudioConfig {
     unsigned int samplingRate = 16000;  // current rate after creation
     int chunkMs = 20;                   // duration of one chunk
     int toneHz = 440;
+    // How far behind the capture a reader may fall before it loses chunks.
+    int bufferMs = 2000;
     int suspendResult = 0;  // as for cameras
     int resumeResult = 0;
 };

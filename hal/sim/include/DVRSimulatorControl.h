@@ -68,6 +68,11 @@ public:
     // After the encoder's next stop() returns, it issues the callback kind once
     // more, delayMs later, from its own thread.
     static void injectLateCallback(int encoderId, DVRSimLateCallback kind, int delayMs);
+    // Starves the encoder the way a loaded machine does: after every
+    // everyFrames-th video frame it asks for, its thread stalls for delayMs
+    // (real-time pacing), so the camera's frames of that time never reach
+    // the file. everyFrames or delayMs 0 ends it.
+    static void starveEncoder(int encoderId, int everyFrames, int delayMs);
 };
 
 }  // namespace dvrspace

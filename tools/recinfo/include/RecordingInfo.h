@@ -33,6 +33,10 @@ struct RecordingInfo {
     int sampleRate = 0;
     int channels = 0;
     int64_t audioPackets = 0;
+    // Presentation time of the first audio sample and of the end of the last
+    // audio packet, on the video's clock (seconds); 0 without audio.
+    double audioStartSeconds = 0;
+    double audioEndSeconds = 0;
 
     // Set by RecordingReader::verify: every video packet decoded without error.
     bool decodedToEnd = false;
