@@ -462,24 +462,23 @@ std::vector<Command> makeCommands() {
                  return finishOnChannel(service, report, service->autoNextFile(encId, on), encId);
              };
          }});
-    const auto withText = [](const std::string &name, const std::string &textName,
-                             const std::string &summary, auto method) {
-        return Command{name, "ENC_ID [" + textName + "]", summary,
-                       std::string(kEncIdHelp) + kNullTextHelp, [=](CommandLine &args) -> Call {
-                           const int encId = args.integer("ENC_ID");
-                           const std::optional<std::string> text = args.optionalText(textName);
-                           args.finish();
-                           return [=](const sp<IDVR> &service, Report &report) {
-                               return finishOnChannel(
-                                   service, report,
-                                   ((*service).*method)(encId, text ? text->c_str() : nullptr),
-                                   encId);
-                           };
-                       }};
-    };
-    commands.push_back(withText("nextFile", "FILE_NAME",
-                                "Names the channel's next file; it does not close the current one.",
-                                &IDVR::nextFile));
+    commands.push_back(
+        {"nextFile", "ENC_ID [FILE_NAME]",
+         "Names the channel's next file; it does not close the current one.",
+         std::string(kEncIdHelp) + kNullTextHelp +
+             "Idle, the channel becomes ready to start in FILE_NAME. While recording, FILE_NAME\n"
+             "replaces the pending next name: the current file goes on to its file length\n"
+             "and the next one is FILE_NAME.\n",
+         [](CommandLine &args) -> Call {
+             const int encId = args.integer("ENC_ID");
+             const std::optional<std::string> name = args.optionalText("FILE_NAME");
+             args.finish();
+             return [=](const sp<IDVR> &service, Report &report) {
+                 return finishOnChannel(service, report,
+                                        service->nextFile(encId, name ? name->c_str() : nullptr),
+                                        encId);
+             };
+         }});
     commands.push_back(
         {"setStoragePath", "ENC_ID [PATH]", "Sets the directory of the default-named files.",
          std::string(kEncIdHelp) + kNullTextHelp +
