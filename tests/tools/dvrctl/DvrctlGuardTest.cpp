@@ -165,9 +165,10 @@ TEST_F(DvrctlGuard, StoragePathThatManglesNamesIsRefusedAndForcedWritesTheMangle
     prepare({"attachCamera 100 10", "attachAudio 100 20", "setFileLength 100 1",
              "setStoragePath 100 recordings/Src -f", "nextFile 100 recordings/first.ts",
              "startRecord 100"});
-    // The second file gets the default name: cut at the S, outside Src.
+    // The second file gets the default name: cut at the S, outside Src. One
+    // second of file, given a minute on a loaded machine.
     std::string mangled;
-    for (int i = 0; i < 300 && mangled.empty(); ++i) {
+    for (int i = 0; i < 3000 && mangled.empty(); ++i) {
         for (const std::string &name : filesIn(dvrtest::ServerProcess::kStorage)) {
             if (name.size() > 4 && name.compare(name.size() - 4, 4, "].ts") == 0) {
                 mangled = name;
