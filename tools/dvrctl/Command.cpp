@@ -3,7 +3,7 @@
 namespace dvrctl {
 
 std::string Command::help() const {
-    std::string text = "Usage: dvrctl [--json] [--service NAME] [--wait MS] " + name;
+    std::string text = "Usage: dvrctl [OPTIONS] " + name;
     if (!synopsis.empty()) {
         text += " " + synopsis;
     }

@@ -36,11 +36,16 @@ long long parseWhole(const std::string &name, const std::string &word, long long
 
 }  // namespace
 
-CommandLine::CommandLine(std::vector<std::string> words) : mWords(std::move(words)) {}
+CommandLine::CommandLine(std::vector<std::string> words, bool forced)
+    : mWords(std::move(words)), mForced(forced) {
+    const size_t before = mWords.size();
+    mWords.erase(std::remove(mWords.begin(), mWords.end(), "-f"), mWords.end());
+    mForced = flag("force") || mWords.size() != before || mForced;
+}
 
 bool CommandLine::wantsHelp() const {
     for (const std::string &word : mWords) {
-        if (word == "--help") {
+        if (word == "--help" || word == "-h") {
             return true;
         }
     }

@@ -16,10 +16,14 @@ namespace dvrctl {
 
 class CommandLine {
 public:
-    explicit CommandLine(std::vector<std::string> words);
+    // Takes "--force" and "-f" out of the words; forced() is true with one
+    // of them or when forced is given (dvrctl's global --force).
+    CommandLine(std::vector<std::string> words, bool forced);
 
-    // True when --help stands anywhere among the words.
+    // True when --help or -h stands anywhere among the words.
     bool wantsHelp() const;
+    // Whether the user asked to send a request that a guard rail refuses.
+    bool forced() const { return mForced; }
 
     // Takes "--name VALUE" (or "--name=VALUE") out of the words; empty when
     // absent. Given twice, the last one counts.
@@ -55,6 +59,7 @@ private:
 
     std::vector<std::string> mWords;
     size_t mNext = 0;
+    bool mForced;
 };
 
 }  // namespace dvrctl

@@ -1,9 +1,14 @@
 // One subcommand per IDVR operation, in interface order, with typed positional
 // arguments in the operation's order. Pointer out-parameters are dvrctl's own
 // variables and are printed when the call succeeds.
+#include <ctime>
 #include <string>
 
+#include "ChannelProbe.h"
 #include "Command.h"
+#include "Refused.h"
+#include "RequestGuard.h"
+#include "ResultExplainer.h"
 #include "StampOptions.h"
 #include "UsageError.h"
 #include "WatchingCallback.h"
@@ -17,10 +22,51 @@ namespace {
 
 const char *const kEncIdHelp = "ENC_ID is a recorder's encoder id (see getEncoder).\n";
 const char *const kNullTextHelp = "An omitted text argument is passed as NULL.\n";
+const char *const kForceHelp =
+    "--force sends the request although dvrctl refuses it (see docs/dvrctl.md).\n";
 
+void explain(Report &report, int result, const dvrguard::Situation &situation) {
+    if (result < 0) {
+        report.explain(result, dvrguard::ResultExplainer::meaning(result),
+                       dvrguard::ResultExplainer::explain(result, situation));
+    }
+}
+
+// The result of an operation that names no channel.
 int finish(Report &report, int result) {
     report.setResult(result);
+    dvrguard::Situation situation;
+    situation.operation = report.command();
+    explain(report, result, situation);
     return report.exitStatus();
+}
+
+// The result of an operation on channel encId: a failure is explained with
+// what the service tells about the channel afterwards.
+int finishOnChannel(const sp<IDVR> &service, Report &report, int result, int encId) {
+    report.setResult(result);
+    if (result < 0) {
+        explain(report, result, ChannelProbe(*service, encId).situation(report.command()));
+    }
+    return report.exitStatus();
+}
+
+// Unless forced, asks check about channel encId before the request goes out
+// and throws Refused with its reason. An unknown channel is not checked: the
+// service answers -1 and changes nothing.
+void guardChannel(IDVR &service, int encId, bool forced,
+                  const std::function<dvrguard::Refusal(ChannelProbe &)> &check) {
+    if (forced) {
+        return;
+    }
+    ChannelProbe probe(service, encId);
+    if (probe.known()) {
+        refuseUnlessForced(check(probe), forced);
+    }
+}
+
+bool namesChannel(const std::string &argument) {
+    return argument == "ENC_ID";
 }
 
 // An operation without arguments that returns a result code or a count.
@@ -42,8 +88,10 @@ Command withId(const std::string &name, const std::string &argument, const std::
     return {name, argument, summary, details, [method, argument](CommandLine &args) -> Call {
                 const int id = args.integer(argument);
                 args.finish();
-                return [method, id](const sp<IDVR> &service, Report &report) {
-                    return finish(report, static_cast<int>(((*service).*method)(id)));
+                return [method, id, argument](const sp<IDVR> &service, Report &report) {
+                    const int result = static_cast<int>(((*service).*method)(id));
+                    return namesChannel(argument) ? finishOnChannel(service, report, result, id)
+                                                  : finish(report, result);
                 };
             }};
 }
@@ -56,7 +104,12 @@ Command enumGetter(const std::string &name, const std::string &summary, E (IDVR:
                 const int encId = args.integer("ENC_ID");
                 args.finish();
                 return [method, encId, &names](const sp<IDVR> &service, Report &report) {
-                    report.setResult(static_cast<int>(((*service).*method)(encId)), names);
+                    const int result = static_cast<int>(((*service).*method)(encId));
+                    report.setResult(result, names);
+                    if (result < 0) {
+                        explain(report, result,
+                                ChannelProbe(*service, encId).situation(report.command()));
+                    }
                     return report.exitStatus();
                 };
             }};
@@ -73,8 +126,10 @@ Command withIdAndValue(const std::string &name, const std::string &synopsis,
                 const int id = args.integer(idName);
                 const A value = readValue(args);
                 args.finish();
-                return [method, id, value](const sp<IDVR> &service, Report &report) {
-                    return finish(report, ((*service).*method)(id, value));
+                return [method, id, value, idName](const sp<IDVR> &service, Report &report) {
+                    const int result = ((*service).*method)(id, value);
+                    return namesChannel(idName) ? finishOnChannel(service, report, result, id)
+                                                : finish(report, result);
                 };
             }};
 }
@@ -83,54 +138,78 @@ std::function<int(CommandLine &)> integerArgument(const std::string &name) {
     return [name](CommandLine &args) { return args.integer(name); };
 }
 
-void addStamp(Report &report, const dvrspace::QVStampSettings_t &stamp) {
+// The fields the service returns: enabled, x and y, and the user stamp's
+// interval; never the font size and colour.
+void addStamp(Report &report, const dvrspace::QVStampSettings_t &stamp, bool withInterval) {
     report.add("enabled", stamp.enabled);
-    report.add("x", static_cast<int>(stamp.x));
-    report.add("y", static_cast<int>(stamp.y));
-    report.add("fontSize", static_cast<int>(stamp.fontSize), EnumNames::fontSizes());
-    report.add("color", static_cast<int>(stamp.color));
-    report.add("interval", static_cast<int>(stamp.interval));
+    report.add("xPx", static_cast<int>(stamp.x));
+    report.add("yPx", static_cast<int>(stamp.y));
+    if (withInterval) {
+        report.add("intervalMs", static_cast<int>(stamp.interval));
+    }
 }
 
 using StampGetter = dvrspace::DVRResult_e (IDVR::*)(int, dvrspace::QVStampSettings_t *);
 
-Command stampGetter(const std::string &name, const std::string &summary, StampGetter method) {
-    return {name, "ENC_ID", summary, kEncIdHelp, [method](CommandLine &args) -> Call {
-                const int encId = args.integer("ENC_ID");
-                args.finish();
-                return [method, encId](const sp<IDVR> &service, Report &report) {
-                    dvrspace::QVStampSettings_t stamp{};
-                    const int result = ((*service).*method)(encId, &stamp);
-                    if (result >= 0) {
-                        addStamp(report, stamp);
-                    }
-                    return finish(report, result);
-                };
-            }};
-}
-
-// Changes only the fields named on the command line: the others are read
-// from the service first, so "--enable off" keeps the position.
-Command stampSetter(const std::string &name, const std::string &summary, StampGetter getter,
-                    StampGetter setter, const std::string &getterName) {
-    return {name, "ENC_ID " + StampOptions::synopsis(), summary,
-            std::string(kEncIdHelp) + StampOptions::help() + "Fields not given keep the value " +
-                getterName + " reports.\n",
-            [getter, setter, getterName](CommandLine &args) -> Call {
-                const StampOptions options(args);
+Command stampGetter(const std::string &name, const std::string &summary, StampGetter method,
+                    bool withInterval) {
+    return {name, "ENC_ID", summary,
+            std::string(kEncIdHelp) +
+                "The service does not return the font size and colour, so neither is printed.\n",
+            [method, withInterval](CommandLine &args) -> Call {
                 const int encId = args.integer("ENC_ID");
                 args.finish();
                 return [=](const sp<IDVR> &service, Report &report) {
                     dvrspace::QVStampSettings_t stamp{};
-                    const int current = ((*service).*getter)(encId, &stamp);
-                    if (current < 0) {
-                        fprintf(stderr, "dvrctl: %s failed with %d\n", getterName.c_str(), current);
-                        return finish(report, current);
+                    const int result = ((*service).*method)(encId, &stamp);
+                    if (result >= 0) {
+                        addStamp(report, stamp, withInterval);
                     }
-                    options.applyTo(&stamp);
-                    return finish(report, ((*service).*setter)(encId, &stamp));
+                    return finishOnChannel(service, report, result, encId);
                 };
             }};
+}
+
+// Changes only the fields named on the command line: enabled, x and y (and
+// the user stamp's interval) are read from the service first, so
+// "--enable off" keeps the position. The service does not return the font
+// size and colour but sets them with every change, so both must be given.
+Command stampSetter(const std::string &name, const std::string &summary, StampGetter getter,
+                    StampGetter setter, const std::string &getterName) {
+    return {
+        name, "ENC_ID " + StampOptions::synopsis(), summary,
+        std::string(kEncIdHelp) + StampOptions::help() + "Enabled, x and y keep the value " +
+            getterName +
+            " reports when not given.\n"
+            "The service does not report the font size and colour but sets them with every\n"
+            "change: --size and --color must both be given, or the stamp turns magenta and\n"
+            "smallest. A font size outside 0..4 aborts the service at once, a colour\n"
+            "outside 0..8 at the first stamped frame: dvrctl refuses both.\n" +
+            kForceHelp,
+        [getter, setter, getterName, name](CommandLine &args) -> Call {
+            const StampOptions options(args);
+            const int encId = args.integer("ENC_ID");
+            args.finish();
+            if (!options.fontSize() || !options.color()) {
+                refuseUnlessForced(name + " sets the font size and colour too, and " + getterName +
+                                       " does not return them: give --size and --color as well "
+                                       "(see the table in docs/dvrctl.md)",
+                                   args.forced());
+            } else {
+                refuseUnlessForced(
+                    dvrguard::RequestGuard::stampCodes(name, *options.fontSize(), *options.color()),
+                    args.forced());
+            }
+            return [=](const sp<IDVR> &service, Report &report) {
+                dvrspace::QVStampSettings_t stamp{};
+                const int current = ((*service).*getter)(encId, &stamp);
+                if (current < 0) {
+                    return finishOnChannel(service, report, current, encId);
+                }
+                options.applyTo(&stamp);
+                return finishOnChannel(service, report, ((*service).*setter)(encId, &stamp), encId);
+            };
+        }};
 }
 
 std::vector<Command> makeCommands() {
@@ -177,7 +256,30 @@ std::vector<Command> makeCommands() {
     commands.push_back(
         withId("destroyCallback", "PID", "Detaches client PID.", &IDVR::destroyCallback, ""));
     commands.push_back(
-        withoutArguments("startRecordAll", "Starts every recorder.", &IDVR::startRecordAll));
+        {"startRecordAll", "", "Starts every recorder that is ready.",
+         "Refused when a ready recorder records audio without an audio input attached:\n"
+         "the service would abort.\n" +
+             std::string(kForceHelp),
+         [](CommandLine &args) -> Call {
+             args.finish();
+             const bool forced = args.forced();
+             return [forced](const sp<IDVR> &service, Report &report) {
+                 constexpr int kReady = dvrspace::DVR_STM_READY;
+                 const int count = forced ? 0 : service->getRecorderCount();
+                 for (int index = 0; index < count; ++index) {
+                     int encId = 0;
+                     if (service->getEncoder(index, &encId) == 0 &&
+                         service->getCurrentState(encId) == kReady) {
+                         ChannelProbe probe(*service, encId);
+                         refuseUnlessForced(dvrguard::RequestGuard::startRecord(
+                                                encId, kReady, service->getAudioRecording(encId),
+                                                probe.audioAttached()),
+                                            forced);
+                     }
+                 }
+                 return finish(report, service->startRecordAll());
+             };
+         }});
     commands.push_back(
         withoutArguments("stopRecordAll", "Stops every recorder.", &IDVR::stopRecordAll));
     commands.push_back(withoutArguments(
@@ -303,7 +405,7 @@ std::vector<Command> makeCommands() {
                                if (result >= 0) {
                                    report.add("index", index);
                                }
-                               return finish(report, result);
+                               return finishOnChannel(service, report, result, encId);
                            };
                        }};
     };
@@ -318,42 +420,115 @@ std::vector<Command> makeCommands() {
     commands.push_back(attachedIndex(
         "getAttachedAudio", "Prints the INDEX of the recorder's audio input (see getAudio).",
         &IDVR::getAttachedAudio));
-    commands.push_back(withId("startRecord", "ENC_ID", "Starts recording.", &IDVR::startRecord));
+    commands.push_back(
+        {"startRecord", "ENC_ID", "Starts recording.",
+         std::string(kEncIdHelp) +
+             "Refused when the channel records audio (getAudioRecording) without an audio\n"
+             "input attached: the service would abort.\n" +
+             kForceHelp,
+         [](CommandLine &args) -> Call {
+             const int encId = args.integer("ENC_ID");
+             args.finish();
+             const bool forced = args.forced();
+             return [=](const sp<IDVR> &service, Report &report) {
+                 guardChannel(*service, encId, forced, [&](ChannelProbe &probe) {
+                     return dvrguard::RequestGuard::startRecord(encId, probe.state(),
+                                                                service->getAudioRecording(encId),
+                                                                probe.audioAttached());
+                 });
+                 return finishOnChannel(service, report, service->startRecord(encId), encId);
+             };
+         }});
     commands.push_back(withId("stopRecord", "ENC_ID", "Stops recording and waits for the end.",
                               &IDVR::stopRecord));
-    commands.push_back(withIdAndValue<bool>(
-        "autoNextFile", "ENC_ID on|off", "Rolls over to a next file at the file length, or not.",
-        &IDVR::autoNextFile, [](CommandLine &args) { return args.boolean("ENABLE"); }));
-    const auto withText = [](const std::string &name, const std::string &textName,
-                             const std::string &summary, auto method) {
-        return Command{name, "ENC_ID [" + textName + "]", summary,
-                       std::string(kEncIdHelp) + kNullTextHelp, [=](CommandLine &args) -> Call {
-                           const int encId = args.integer("ENC_ID");
-                           const std::optional<std::string> text = args.optionalText(textName);
-                           args.finish();
-                           return [=](const sp<IDVR> &service, Report &report) {
-                               return finish(report, ((*service).*method)(
-                                                         encId, text ? text->c_str() : nullptr));
-                           };
-                       }};
-    };
-    commands.push_back(withText("nextFile", "FILE_NAME",
-                                "Closes the current file and goes on in FILE_NAME.",
-                                &IDVR::nextFile));
-    commands.push_back(withText("setStoragePath", "PATH", "Sets the directory of the output files.",
-                                &IDVR::setStoragePath));
+    commands.push_back(
+        {"autoNextFile", "ENC_ID on|off",
+         "Asks a client for each next file name (on), or lets the service name them (off).",
+         std::string(kEncIdHelp) +
+             "On, the service asks the client subscribed to filename notifications (for\n"
+             "example 'dvrctl watch --file-name NAME') for every next name. With no client\n"
+             "answering, a channel's first startRecord aborts the service, so dvrctl refuses\n"
+             "'on' unless the channel is recording; add --force when a client answers.\n" +
+             kForceHelp,
+         [](CommandLine &args) -> Call {
+             const int encId = args.integer("ENC_ID");
+             const bool on = args.boolean("ENABLE");
+             args.finish();
+             const bool forced = args.forced();
+             return [=](const sp<IDVR> &service, Report &report) {
+                 guardChannel(*service, encId, forced || !on, [&](ChannelProbe &probe) {
+                     return dvrguard::RequestGuard::autoNextFile(encId, on, probe.state());
+                 });
+                 return finishOnChannel(service, report, service->autoNextFile(encId, on), encId);
+             };
+         }});
+    commands.push_back(
+        {"nextFile", "ENC_ID [FILE_NAME]",
+         "Names the channel's next file; it does not close the current one.",
+         std::string(kEncIdHelp) + kNullTextHelp +
+             "Idle, the channel becomes ready to start in FILE_NAME. While recording, FILE_NAME\n"
+             "replaces the pending next name: the current file goes on to its file length\n"
+             "and the next one is FILE_NAME.\n",
+         [](CommandLine &args) -> Call {
+             const int encId = args.integer("ENC_ID");
+             const std::optional<std::string> name = args.optionalText("FILE_NAME");
+             args.finish();
+             return [=](const sp<IDVR> &service, Report &report) {
+                 return finishOnChannel(service, report,
+                                        service->nextFile(encId, name ? name->c_str() : nullptr),
+                                        encId);
+             };
+         }});
+    commands.push_back(
+        {"setStoragePath", "ENC_ID [PATH]", "Sets the directory of the default-named files.",
+         std::string(kEncIdHelp) + kNullTextHelp +
+             "The service builds a default name as PATH/default_cENC_ID_[START]_[END].EXT,\n"
+             "cutting it before the times are filled in at 63 characters and cutting PATH at\n"
+             "its first %, S or T; dvrctl refuses a PATH whose names would be cut or mangled\n"
+             "and says what they would become. The service does not clear the rest of a\n"
+             "longer earlier path: clear it first with 'setStoragePath ENC_ID'.\n" +
+             kForceHelp,
+         [](CommandLine &args) -> Call {
+             const int encId = args.integer("ENC_ID");
+             const std::optional<std::string> path = args.optionalText("PATH");
+             args.finish();
+             const bool forced = args.forced();
+             return [=](const sp<IDVR> &service, Report &report) {
+                 guardChannel(*service, encId, forced || !path, [&](ChannelProbe &probe) {
+                     return dvrguard::RequestGuard::storagePath(encId, *path, probe.naming(),
+                                                                std::time(nullptr));
+                 });
+                 return finishOnChannel(
+                     service, report,
+                     service->setStoragePath(encId, path ? path->c_str() : nullptr), encId);
+             };
+         }});
     commands.push_back(
         {"setFileNameFormat", "ENC_ID [FORMAT [TIME_FORMAT]]",
          "Sets the pattern of output file names and the time format of its %ST and %ET markers.",
-         std::string(kEncIdHelp) + kNullTextHelp, [](CommandLine &args) -> Call {
+         std::string(kEncIdHelp) + kNullTextHelp +
+             "The service cuts the text in front of %ST at its first %, S or T and the text\n"
+             "in front of %ET at its first %, E or T, keeps a marker at the very start\n"
+             "literally, and aborts on a FORMAT or TIME_FORMAT as long as the file-name limit\n"
+             "or on a name that long: dvrctl refuses those and says what the names would\n"
+             "become ('CAM_FRONT_%ST_%ET.ts' without TIME_FORMAT gives 'CAM_FRON_.ts').\n" +
+             kForceHelp,
+         [](CommandLine &args) -> Call {
              const int encId = args.integer("ENC_ID");
              const std::optional<std::string> format = args.optionalText("FORMAT");
              const std::optional<std::string> timeFormat = args.optionalText("TIME_FORMAT");
              args.finish();
+             const bool forced = args.forced();
              return [=](const sp<IDVR> &service, Report &report) {
-                 return finish(report, service->setFileNameFormat(
-                                           encId, format ? format->c_str() : nullptr,
-                                           timeFormat ? timeFormat->c_str() : nullptr));
+                 guardChannel(*service, encId, forced || !format, [&](ChannelProbe &probe) {
+                     return dvrguard::RequestGuard::fileNameFormat(
+                         *format, timeFormat.value_or(""), probe.naming(), std::time(nullptr));
+                 });
+                 return finishOnChannel(
+                     service, report,
+                     service->setFileNameFormat(encId, format ? format->c_str() : nullptr,
+                                                timeFormat ? timeFormat->c_str() : nullptr),
+                     encId);
              };
          }});
     commands.push_back(withId("applySettings", "ENC_ID", "Makes the staged settings current.",
@@ -373,12 +548,12 @@ std::vector<Command> makeCommands() {
                  if (result >= 0) {
                      report.add("lumaPA", snapshot.planePA[0]);
                      report.add("chromaPA", snapshot.planePA[1]);
-                     report.add("width", static_cast<int>(snapshot.width));
-                     report.add("height", static_cast<int>(snapshot.height));
-                     report.add("stride", static_cast<int>(snapshot.stride));
-                     report.add("timestamp", std::to_string(snapshot.timestamp));
+                     report.add("widthPx", static_cast<int>(snapshot.width));
+                     report.add("heightPx", static_cast<int>(snapshot.height));
+                     report.add("strideBytes", static_cast<int>(snapshot.stride));
+                     report.add("timestampUs", std::to_string(snapshot.timestamp));
                  }
-                 return finish(report, result);
+                 return finishOnChannel(service, report, result, encId);
              };
          }});
     commands.push_back(withIdAndValue<dvrspace::DVRFileFormat_e>(
@@ -393,14 +568,30 @@ std::vector<Command> makeCommands() {
                                            &IDVR::setBitRate, integerArgument("MBPS")));
     commands.push_back(withIdAndValue<int>("setFrameRate", "ENC_ID FPS", "Sets the frame rate.",
                                            &IDVR::setFrameRate, integerArgument("FPS")));
-    commands.push_back(withIdAndValue<dvrspace::DVRResolution_e>(
-        "setResolution", "ENC_ID RESOLUTION", "Sets the output resolution.", &IDVR::setResolution,
-        [](CommandLine &args) {
-            return static_cast<dvrspace::DVRResolution_e>(
-                args.enumeration("RESOLUTION", EnumNames::resolutions()));
-        },
-        std::string(kEncIdHelp) + "RESOLUTION is " + EnumNames::resolutions().choices() +
-            " or its number (default: the camera's own).\n"));
+    commands.push_back(
+        {"setResolution", "ENC_ID RESOLUTION",
+         "Sets the output resolution; the service accepts only 'default' (the camera's own).",
+         std::string(kEncIdHelp) + "RESOLUTION is " + EnumNames::resolutions().choices() +
+             " or its number. With a camera attached the\n"
+             "service accepts only default: any other answers -2 and leaves the channel's\n"
+             "settings lock held, so every later setter on it hangs and the server no longer\n"
+             "stops on SIGTERM. dvrctl refuses that request.\n" +
+             kForceHelp,
+         [](CommandLine &args) -> Call {
+             const int encId = args.integer("ENC_ID");
+             const auto resolution = static_cast<dvrspace::DVRResolution_e>(
+                 args.enumeration("RESOLUTION", EnumNames::resolutions()));
+             args.finish();
+             const bool forced = args.forced();
+             return [=](const sp<IDVR> &service, Report &report) {
+                 guardChannel(*service, encId, forced, [&](ChannelProbe &probe) {
+                     return dvrguard::RequestGuard::setResolution(encId, resolution,
+                                                                  probe.cameraAttached());
+                 });
+                 return finishOnChannel(service, report, service->setResolution(encId, resolution),
+                                        encId);
+             };
+         }});
     commands.push_back(withIdAndValue<int>("setFileLength", "ENC_ID SECONDS",
                                            "Sets the length of one output file.",
                                            &IDVR::setFileLength, integerArgument("SECONDS")));
@@ -431,16 +622,16 @@ std::vector<Command> makeCommands() {
                  dvrspace::EncoderDeviceCaps_t caps{};
                  const int result = service->getEncoderCapability(encId, &caps);
                  if (result >= 0) {
-                     report.add("file_name_length_limit",
+                     report.add("fileNameLengthLimitBytes",
                                 static_cast<int>(caps.file_name_length_limit));
-                     report.add("max_width", static_cast<int>(caps.max_width));
-                     report.add("max_height", static_cast<int>(caps.max_height));
-                     report.add("max_file_length", static_cast<int>(caps.max_file_length));
-                     report.add("min_file_length", static_cast<int>(caps.min_file_length));
-                     report.add("max_bit_rate", static_cast<int>(caps.max_bit_rate));
-                     report.add("min_bit_rate", static_cast<int>(caps.min_bit_rate));
-                     report.add("max_frame_rate", static_cast<int>(caps.max_frame_rate));
-                     report.add("min_frame_rate", static_cast<int>(caps.min_frame_rate));
+                     report.add("maxWidthPx", static_cast<int>(caps.max_width));
+                     report.add("maxHeightPx", static_cast<int>(caps.max_height));
+                     report.add("maxFileLengthS", static_cast<int>(caps.max_file_length));
+                     report.add("minFileLengthS", static_cast<int>(caps.min_file_length));
+                     report.add("maxBitRateMbps", static_cast<int>(caps.max_bit_rate));
+                     report.add("minBitRateMbps", static_cast<int>(caps.min_bit_rate));
+                     report.add("maxFrameRateFps", static_cast<int>(caps.max_frame_rate));
+                     report.add("minFrameRateFps", static_cast<int>(caps.min_frame_rate));
                  }
                  return finish(report, result);
              };
@@ -457,9 +648,9 @@ std::vector<Command> makeCommands() {
                               "Prints the length of one output file in seconds.",
                               &IDVR::getFileLength));
     commands.push_back(stampGetter("getTimestampSetting", "Prints the time stamp settings.",
-                                   &IDVR::getTimestampSetting));
+                                   &IDVR::getTimestampSetting, false));
     commands.push_back(stampGetter("getSelfDefinedStampSetting", "Prints the user stamp settings.",
-                                   &IDVR::getSelfDefinedStampSetting));
+                                   &IDVR::getSelfDefinedStampSetting, true));
     commands.push_back({"getCameraCapability", "CAM_ID", "Prints the capability of camera CAM_ID.",
                         "", [](CommandLine &args) -> Call {
                             const int camId = args.integer("CAM_ID");
@@ -468,9 +659,9 @@ std::vector<Command> makeCommands() {
                                 dvrspace::CameraDeviceCaps_t caps{};
                                 const int result = service->getCameraCapability(camId, &caps);
                                 if (result >= 0) {
-                                    report.add("width", static_cast<int>(caps.width));
-                                    report.add("height", static_cast<int>(caps.height));
-                                    report.add("stride", static_cast<int>(caps.stride));
+                                    report.add("widthPx", static_cast<int>(caps.width));
+                                    report.add("heightPx", static_cast<int>(caps.height));
+                                    report.add("strideBytes", static_cast<int>(caps.stride));
                                     report.add("format", static_cast<int>(caps.format),
                                                EnumNames::videoFormats());
                                 }

@@ -46,21 +46,55 @@ void Report::add(const std::string &key, const std::string &value) {
 }
 
 void Report::add(const std::string &key, int value, const EnumNames &names) {
-    // An unnamed value stays a number in JSON, so scripts never parse "7".
-    nlohmann::json jsonValue = value;
-    if (names.hasName(value)) {
-        jsonValue = names.name(value);
+    mFields.push_back({key, enumValue(value, names), names.name(value), false});
+}
+
+nlohmann::json Report::enumValue(int value, const EnumNames &names) {
+    return names.hasName(value) ? nlohmann::json(names.name(value)) : nlohmann::json(value);
+}
+
+void Report::explain(int code, std::string meaning, std::string explanation) {
+    mError = {{"kind", "result"},
+              {"code", code},
+              {"meaning", std::move(meaning)},
+              {"message", explanation},
+              {"exitStatus", exitStatus()}};
+    mExplanation = std::move(explanation);
+}
+
+std::string Report::errorText(bool json, const std::string &command, const std::string &kind,
+                              const std::string &message, int exitStatus) {
+    if (json) {
+        nlohmann::json object = nlohmann::json::object();
+        object["command"] = command.empty() ? nlohmann::json(nullptr) : nlohmann::json(command);
+        object["error"] = {{"kind", kind}, {"message", message}, {"exitStatus", exitStatus}};
+        return object.dump() + "\n";
     }
-    mFields.push_back({key, jsonValue, names.name(value), false});
+    const std::string prefix = command.empty() ? "" : command + ": ";
+    return "dvrctl: " + prefix + message + "\n";
+}
+
+void Report::printError(FILE *out, bool json, const std::string &command, const std::string &kind,
+                        const std::string &message, int exitStatus) {
+    FILE *target = json ? out : stderr;
+    fputs(errorText(json, command, kind, message, exitStatus).c_str(), target);
+    fflush(target);
 }
 
 void Report::print(FILE *out) const {
+    if (!mJson && !mExplanation.empty()) {
+        fprintf(stderr, "dvrctl: %s: %s\n", mCommand.c_str(), mExplanation.c_str());
+        fflush(stderr);
+    }
     if (mJson) {
         nlohmann::json object = nlohmann::json::object();
         object["command"] = mCommand;
         object["result"] = mResult;
         for (const Field &field : mFields) {
             object[field.key] = field.value;
+        }
+        if (!mError.is_null()) {
+            object["error"] = mError;
         }
         fprintf(out, "%s\n", object.dump().c_str());
         fflush(out);

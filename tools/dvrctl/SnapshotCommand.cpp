@@ -43,8 +43,8 @@ std::string findArena(const std::optional<std::string> &option, std::string *err
     return "";
 }
 
-int fail(const std::string &message) {
-    fprintf(stderr, "dvrctl: %s\n", message.c_str());
+int fail(const Report &report, const std::string &message) {
+    Report::printError(stdout, report.json(), report.command(), "failed", message, 1);
     return 1;
 }
 
@@ -53,11 +53,11 @@ int snapshot(const sp<IDVR> &service, Report &report, int encId, const std::stri
     std::string error;
     const std::string arenaPath = findArena(arenaOption, &error);
     if (arenaPath.empty()) {
-        return fail(error);
+        return fail(report, error);
     }
     const std::unique_ptr<DVRPhysicalArena> arena = DVRPhysicalArena::attach(arenaPath, &error);
     if (arena == nullptr) {
-        return fail(error);
+        return fail(report, error);
     }
     dvrspace::SnapshotPA_t frame{};
     const int result = service->takeSnapshot(encId, frame);
@@ -67,25 +67,26 @@ int snapshot(const sp<IDVR> &service, Report &report, int encId, const std::stri
     }
     if (frame.width <= 0 || frame.height <= 0 || frame.width > kMaxSide ||
         frame.height > kMaxSide || frame.stride < frame.width) {
-        return fail("the service gave a frame of " + std::to_string(frame.width) + "x" +
-                    std::to_string(frame.height) + " with stride " + std::to_string(frame.stride));
+        return fail(report, "the service gave a frame of " + std::to_string(frame.width) + "x" +
+                                std::to_string(frame.height) + " with stride " +
+                                std::to_string(frame.stride));
     }
     const auto *luma = static_cast<const uint8_t *>(
         arena->translate(frame.planePA[0], Nv12Image::lumaBytes(frame.height, frame.stride)));
     const auto *chroma = static_cast<const uint8_t *>(
         arena->translate(frame.planePA[1], Nv12Image::chromaBytes(frame.height, frame.stride)));
     if (luma == nullptr || chroma == nullptr) {
-        return fail("the frame's planes do not lie in the arena " + arenaPath);
+        return fail(report, "the frame's planes do not lie in the arena " + arenaPath);
     }
     if (!Nv12Image(luma, chroma, frame.width, frame.height, frame.stride).writePng(file, &error)) {
-        return fail(error);
+        return fail(report, error);
     }
     report.setResult(result);
     report.add("file", file);
     report.add("arena", arenaPath);
-    report.add("width", static_cast<int>(frame.width));
-    report.add("height", static_cast<int>(frame.height));
-    report.add("timestamp", std::to_string(frame.timestamp));
+    report.add("widthPx", static_cast<int>(frame.width));
+    report.add("heightPx", static_cast<int>(frame.height));
+    report.add("timestampUs", std::to_string(frame.timestamp));
     return report.exitStatus();
 }
 

@@ -31,8 +31,10 @@ std::string StampOptions::synopsis() {
 
 std::string StampOptions::help() {
     return "--x and --y place the stamp in pixels. SIZE is " + EnumNames::fontSizes().choices() +
-           "\nor its number. --color selects a colour from 0 to 255. --interval is the user\n"
-           "stamp's refresh interval in ms.\n";
+           "\nor its number (0 to 4). --color is a colour code from 0 to 8; the stamp is drawn\n"
+           "in 0 magenta, 1 white, 2 yellow, 3 blue, 4 green, 5 red, 6 cyan, 7 black, 8 not\n"
+           "at all (the service draws 8 - code). --interval is the user stamp's refresh\n"
+           "interval in ms; the time stamp's is not used.\n";
 }
 
 void StampOptions::applyTo(dvrspace::QVStampSettings_t *stamp) const {

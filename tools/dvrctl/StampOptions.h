@@ -23,6 +23,9 @@ public:
 
     void applyTo(dvrspace::QVStampSettings_t *stamp) const;
 
+    const std::optional<int> &fontSize() const { return mFontSize; }
+    const std::optional<int> &color() const { return mColor; }
+
 private:
     std::optional<bool> mEnabled;
     std::optional<int> mX;

@@ -102,16 +102,16 @@ nlohmann::json orNull(const std::optional<int> &value) {
 }
 
 nlohmann::json toJson(const Channel &channel) {
-    return {{"encoder", channel.encId},
-            {"state", EnumNames::states().name(channel.state)},
-            {"camera", orNull(channel.camId)},
-            {"audio", orNull(channel.audId)},
+    return {{"encId", channel.encId},
+            {"state", Report::enumValue(channel.state, EnumNames::states())},
+            {"camId", orNull(channel.camId)},
+            {"audId", orNull(channel.audId)},
             {"audioRecording", channel.audioOn},
-            {"format", EnumNames::fileFormats().name(channel.format)},
-            {"bitRate", channel.bitRate},
-            {"frameRate", channel.frameRate},
-            {"resolution", EnumNames::resolutions().name(channel.resolution)},
-            {"fileLength", channel.fileLength},
+            {"format", Report::enumValue(channel.format, EnumNames::fileFormats())},
+            {"bitRateMbps", channel.bitRate},
+            {"frameRateFps", channel.frameRate},
+            {"resolution", Report::enumValue(channel.resolution, EnumNames::resolutions())},
+            {"fileLengthS", channel.fileLength},
             {"timestamp", channel.timestampOn},
             {"userStamp", channel.userStampOn},
             {"file", channel.file ? nlohmann::json(*channel.file) : nlohmann::json(nullptr)}};
@@ -157,7 +157,8 @@ void printTable(const std::vector<std::vector<std::string>> &rows) {
 int status(const sp<IDVR> &service, Report &report, const std::vector<std::string> &directories) {
     const int count = service->getRecorderCount();
     if (count < 0) {
-        fprintf(stderr, "dvrctl: getRecorderCount failed with %d\n", count);
+        Report::printError(stdout, report.json(), "status", "failed",
+                           "getRecorderCount failed with " + std::to_string(count), 1);
         return 1;
     }
     std::vector<Channel> channels;
@@ -165,6 +166,7 @@ int status(const sp<IDVR> &service, Report &report, const std::vector<std::strin
         int encId = -1;
         const int result = service->getEncoder(index, &encId);
         if (result < 0) {
+            // The other rows are still worth printing; stderr keeps stdout parseable.
             fprintf(stderr, "dvrctl: getEncoder %d failed with %d\n", index, result);
             continue;
         }

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <mutex>
 
+#include "CallDeadline.h"
 #include "Command.h"
 #include "WatchingCallback.h"
 
@@ -104,7 +105,8 @@ int watch(const sp<IDVR> &service, Report &report, WatchingCallback::Answers ans
     const int pid = getpid();
     const int established = service->establishCallback(pid, callback);
     if (established < 0) {
-        fprintf(stderr, "dvrctl: establishCallback failed with %d\n", established);
+        Report::printError(stdout, report.json(), "watch", "failed",
+                           "establishCallback failed with " + std::to_string(established), 1);
         return 1;
     }
     int status = 0;
@@ -119,11 +121,13 @@ int watch(const sp<IDVR> &service, Report &report, WatchingCallback::Answers ans
     }
     Ending ending = Ending::kCount;
     if (status == 0) {
+        // Watching lasts as long as --count and --seconds say, not --timeout.
+        CallDeadline::disarm();
         fprintf(stderr, "dvrctl: watching as client %d\n", pid);
         ending = waitForTheEnd(service, *printer, seconds);
     }
     if (ending == Ending::kServiceDied) {
-        fprintf(stderr, "dvrctl: the service died\n");
+        Report::printError(stdout, report.json(), "watch", "unreachable", "the service died", 3);
         return 3;
     }
     for (const dvrspace::DVRCbkObjType_e type : kAllTypes) {

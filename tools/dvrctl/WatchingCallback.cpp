@@ -6,6 +6,8 @@
 #include <cstring>
 #include <vector>
 
+#include "FileNamePrediction.h"
+
 using namespace dvrspace;
 
 namespace dvrctl {
@@ -38,19 +40,7 @@ std::string WatchingCallback::expand(const std::string &pattern, int number, std
             format += pattern[i];
         }
     }
-    if (format.empty()) {
-        return format;
-    }
-    std::tm local{};
-    localtime_r(&now, &local);
-    // strftime says 0 both for "too small" and for an empty result: a
-    // leading character that is cut off again tells them apart.
-    const std::string marked = "x" + format;
-    std::vector<char> buffer(marked.size() * 4 + 64);
-    while (std::strftime(buffer.data(), buffer.size(), marked.c_str(), &local) == 0) {
-        buffer.resize(buffer.size() * 2);
-    }
-    return std::string(buffer.data() + 1);
+    return dvrguard::FileNamePrediction::formatTime(format, now);
 }
 
 int WatchingCallback::onRecordStart(int cbkId, int index, const char *fileName) {

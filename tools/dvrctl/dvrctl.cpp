@@ -2,15 +2,22 @@
 // scripts. One subcommand per IDVR operation plus watch, status and snapshot;
 // see docs/dvrctl.md.
 #include <binder/IServiceManager.h>
+#include <getopt.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "CallDeadline.h"
 #include "Command.h"
+#include "Refused.h"
+#include "ToolVersion.h"
 #include "UsageError.h"
 
 using namespace dvrctl;
@@ -18,14 +25,18 @@ using namespace dvrctl;
 namespace {
 
 constexpr int kUsageErrorStatus = 2;
+constexpr int kRefusedStatus = 2;
 constexpr int kNoServiceStatus = 3;
 constexpr int kDefaultWaitMs = 5000;
+constexpr double kDefaultTimeoutS = 10;
 const char *const kDefaultService = "dvr";
 
 struct GlobalOptions {
     bool json = false;
+    bool force = false;
     std::string service = kDefaultService;
     int waitMs = kDefaultWaitMs;
+    double timeoutS = kDefaultTimeoutS;
 };
 
 const std::vector<Command> &allCommands() {
@@ -41,15 +52,24 @@ const std::vector<Command> &allCommands() {
 
 void printUsage() {
     printf(
-        "Usage: dvrctl [--json] [--service NAME] [--wait MS] COMMAND [ARGS...]\n"
-        "       dvrctl --help | dvrctl COMMAND --help\n"
+        "Usage: dvrctl [OPTIONS] COMMAND [ARGS...]\n"
+        "       dvrctl -h|--help | --version | COMMAND --help\n"
         "\n"
         "Talks to the recording service published as NAME (default \"%s\") in the\n"
-        "binder directory ($DVR_BINDER_DIR), waiting up to MS ms for it (default %d).\n"
-        "--json prints one JSON object per command instead of plain text.\n"
+        "binder directory ($DVR_BINDER_DIR).\n"
+        "\n"
+        "Options (before COMMAND):\n"
+        "  -j, --json           print one JSON document per command, errors included\n"
+        "  -s, --service NAME   the service's name (default \"%s\")\n"
+        "  -w, --wait MS        wait up to MS ms for the service to appear (default %d)\n"
+        "  -t, --timeout S      give up when the service has not answered within S\n"
+        "                       seconds (default %g; 0: wait for ever)\n"
+        "  -f, --force          send a request that dvrctl refuses (also after COMMAND)\n"
+        "  -h, --help           print this help\n"
+        "      --version        print dvrctl's version\n"
         "\n"
         "Commands:\n",
-        kDefaultService, kDefaultWaitMs);
+        kDefaultService, kDefaultService, kDefaultWaitMs, kDefaultTimeoutS);
     for (const Command &command : allCommands()) {
         const std::string usage =
             command.synopsis.empty() ? command.name : command.name + " " + command.synopsis;
@@ -58,14 +78,19 @@ void printUsage() {
     printf(
         "\n"
         "Enumerations take a number or a name; booleans on|off|true|false|1|0.\n"
+        "Requests whose documented outcome wedges a channel or aborts the service are\n"
+        "refused with the reason (exit status 2) unless --force is given; a negative\n"
+        "result is explained on stderr (in \"error\" with --json).\n"
         "Exit status: 0 on success (a non-negative result), 1 on a negative result or\n"
-        "failure, 2 on bad usage, 3 when the service cannot be reached or dies.\n");
+        "failure, 2 on bad usage or a refused request, 3 when the service cannot be\n"
+        "reached or dies, 4 when it does not answer within --timeout.\n");
 }
 
-int usageError(const std::string &message, const std::string &command) {
-    const std::string prefix = command.empty() ? "" : command + ": ";
+int usageError(const GlobalOptions &options, const std::string &message,
+               const std::string &command) {
     const std::string hint = command.empty() ? "dvrctl --help" : "dvrctl " + command + " --help";
-    fprintf(stderr, "dvrctl: %s%s\nTry '%s'.\n", prefix.c_str(), message.c_str(), hint.c_str());
+    Report::printError(stdout, options.json, command, "usage",
+                       message + (options.json ? "" : "\nTry '" + hint + "'."), kUsageErrorStatus);
     return kUsageErrorStatus;
 }
 
@@ -86,46 +111,95 @@ void blockStopSignals() {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
+double parseSeconds(const char *text) {
+    char *end = nullptr;
+    errno = 0;
+    const double value = std::strtod(text, &end);
+    if (*text == '\0' || *end != '\0' || errno == ERANGE || !(value >= 0) || value > 1e6) {
+        throw UsageError(std::string("--timeout must be seconds from 0 to 1000000, not '") + text +
+                         "'");
+    }
+    return value;
+}
+
+// Reads the options before COMMAND; returns the index of COMMAND in argv, or
+// -1 after printing help or the version (exit 0).
+int readGlobalOptions(int argc, char **argv, GlobalOptions *options) {
+    enum { kVersion = 1000 };
+    static const option kOptions[] = {
+        {"json", no_argument, nullptr, 'j'},         {"service", required_argument, nullptr, 's'},
+        {"wait", required_argument, nullptr, 'w'},   {"timeout", required_argument, nullptr, 't'},
+        {"force", no_argument, nullptr, 'f'},        {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, kVersion}, {nullptr, 0, nullptr, 0}};
+    opterr = 0;
+    // "+": stop at COMMAND, whose words (negative numbers among them) are
+    // the command's own.
+    int option = 0;
+    // ":" first: a missing value is told apart from an unknown option.
+    while ((option = getopt_long(argc, argv, "+:js:w:t:fh", kOptions, nullptr)) != -1) {
+        switch (option) {
+            case 'j':
+                options->json = true;
+                break;
+            case 's':
+                options->service = optarg;
+                break;
+            case 'w':
+                options->waitMs = CommandLine::parseInteger("--wait", optarg, 0, INT_MAX);
+                break;
+            case 't':
+                options->timeoutS = parseSeconds(optarg);
+                break;
+            case 'f':
+                options->force = true;
+                break;
+            case 'h':
+                printUsage();
+                return -1;
+            case kVersion:
+                dvrtools::printToolVersion("dvrctl");
+                return -1;
+            case ':':
+                throw UsageError(std::string(argv[optind - 1]) + " needs a value");
+            default:
+                throw UsageError(std::string("unknown option ") + argv[optind - 1]);
+        }
+    }
+    return optind;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
-    const std::vector<std::string> words(argv + 1, argv + argc);
     GlobalOptions options;
-    size_t next = 0;
-    try {
-        for (; next < words.size() && words[next].compare(0, 2, "--") == 0; ++next) {
-            const std::string &word = words[next];
-            if (word == "--help") {
-                printUsage();
-                return 0;
-            }
-            if (word == "--json") {
-                options.json = true;
-                continue;
-            }
-            if ((word == "--service" || word == "--wait") && next + 1 >= words.size()) {
-                throw UsageError(word + " needs a value");
-            }
-            if (word == "--service") {
-                options.service = words[++next];
-            } else if (word == "--wait") {
-                options.waitMs = CommandLine::parseInteger("--wait", words[++next], 0, INT_MAX);
-            } else {
-                throw UsageError("unknown option " + word);
-            }
+    // --json must hold for the errors of the other options too: a first look
+    // at the options before COMMAND.
+    for (int i = 1; i < argc && argv[i][0] == '-'; ++i) {
+        const std::string word = argv[i];
+        options.json = options.json || word == "--json" || word == "-j";
+        if (word == "-s" || word == "-w" || word == "-t" || word == "--service" ||
+            word == "--wait" || word == "--timeout") {
+            ++i;  // its value
         }
+    }
+    int next = 0;
+    try {
+        next = readGlobalOptions(argc, argv, &options);
     } catch (const UsageError &error) {
-        return usageError(error.what(), "");
+        return usageError(options, error.what(), "");
     }
-    if (next >= words.size()) {
-        return usageError("no command given", "");
+    if (next < 0) {
+        return 0;
     }
-    const std::string &name = words[next];
+    if (next >= argc) {
+        return usageError(options, "no command given", "");
+    }
+    const std::string name = argv[next];
     const Command *command = findCommand(name);
     if (command == nullptr) {
-        return usageError("unknown command '" + name + "'", "");
+        return usageError(options, "unknown command '" + name + "'", "");
     }
-    CommandLine line(std::vector<std::string>(words.begin() + next + 1, words.end()));
+    CommandLine line(std::vector<std::string>(argv + next + 1, argv + argc), options.force);
     if (line.wantsHelp()) {
         printf("%s", command->help().c_str());
         return 0;
@@ -134,7 +208,10 @@ int main(int argc, char **argv) {
     try {
         call = command->prepare(line);
     } catch (const UsageError &error) {
-        return usageError(error.what(), name);
+        return usageError(options, error.what(), name);
+    } catch (const Refused &refusal) {
+        Report::printError(stdout, options.json, name, "refused", refusal.what(), kRefusedStatus);
+        return kRefusedStatus;
     }
 
     if (command->waitsForSignals) {
@@ -145,14 +222,36 @@ int main(int argc, char **argv) {
         android::String16(options.service.c_str()), options.waitMs);
     const android::sp<dvrspace::IDVR> service = android::interface_cast<dvrspace::IDVR>(binder);
     if (service == nullptr) {
-        fprintf(stderr, "dvrctl: service \"%s\" not reachable within %d ms\n",
-                options.service.c_str(), options.waitMs);
+        Report::printError(stdout, options.json, name, "unreachable",
+                           "service \"" + options.service + "\" not reachable within " +
+                               std::to_string(options.waitMs) + " ms",
+                           kNoServiceStatus);
         return kNoServiceStatus;
     }
+    char seconds[32];
+    snprintf(seconds, sizeof(seconds), "%g", options.timeoutS);
+    CallDeadline::arm(
+        options.timeoutS,
+        Report::errorText(options.json, name, "timeout",
+                          "no answer from the service within " + std::string(seconds) +
+                              " s: a channel may be wedged (a settings lock left "
+                              "held by setResolution) or the service is busy; see "
+                              "its log",
+                          CallDeadline::kTimeoutStatus),
+        options.json ? STDOUT_FILENO : STDERR_FILENO);
     Report report(name, options.json);
-    const int status = call(service, report);
+    int status = 0;
+    try {
+        status = call(service, report);
+    } catch (const Refused &refusal) {
+        CallDeadline::disarm();
+        Report::printError(stdout, options.json, name, "refused", refusal.what(), kRefusedStatus);
+        return kRefusedStatus;
+    }
+    CallDeadline::disarm();
     if (status != kNoServiceStatus && !binder->isBinderAlive()) {
-        fprintf(stderr, "dvrctl: lost the service \"%s\"\n", options.service.c_str());
+        Report::printError(stdout, options.json, name, "unreachable",
+                           "lost the service \"" + options.service + "\"", kNoServiceStatus);
         return kNoServiceStatus;
     }
     if (report.hasResult()) {

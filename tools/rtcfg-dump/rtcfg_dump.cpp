@@ -1,9 +1,12 @@
 // rtcfg-dump: prints what the service's runtime configuration reader finds,
 // key by key, with the string, integer and y/n readings side by side. With no
 // keys it prints every key the service reads.
+#include <getopt.h>
+
 #include <cstdio>
 #include <cstring>
 
+#include "ToolVersion.h"
 #include "runtimecfg.h"
 
 namespace {
@@ -52,20 +55,37 @@ void dumpKey(const char *key) {
 }  // namespace
 
 int main(int argc, char **argv) {
-    if (argc == 2 && (strcmp(argv[1], "--help") == 0 || strcmp(argv[1], "-h") == 0)) {
-        printf(
-            "usage: rtcfg-dump [KEY...]\n"
-            "Reads the runtime configuration block (DVR_RTCFG_CMDLINE and DVR_RTCFG_MEM\n"
-            "replace /proc/cmdline and /dev/mem) and prints each key's readings.\n");
-        return 0;
+    enum { kVersion = 1000 };
+    static const option kOptions[] = {{"help", no_argument, nullptr, 'h'},
+                                      {"version", no_argument, nullptr, kVersion},
+                                      {nullptr, 0, nullptr, 0}};
+    opterr = 0;
+    int option = 0;
+    while ((option = getopt_long(argc, argv, "h", kOptions, nullptr)) != -1) {
+        switch (option) {
+            case 'h':
+                printf(
+                    "usage: rtcfg-dump [KEY...]\n"
+                    "       rtcfg-dump -h|--help | --version\n"
+                    "Reads the runtime configuration block (DVR_RTCFG_CMDLINE and DVR_RTCFG_MEM\n"
+                    "replace /proc/cmdline and /dev/mem) and prints each key's readings.\n");
+                return 0;
+            case kVersion:
+                dvrtools::printToolVersion("rtcfg-dump");
+                return 0;
+            default:
+                fprintf(stderr, "rtcfg-dump: unknown option %s\nTry 'rtcfg-dump --help'.\n",
+                        argv[optind - 1]);
+                return 2;
+        }
     }
     if (qv_config_init() != 0) {
         fprintf(stderr, "rtcfg-dump: no runtime configuration block found\n");
         return 1;
     }
     printf("runtime configuration block at offset 0x%x\n", qv_config_parse_offset());
-    if (argc > 1) {
-        for (int i = 1; i < argc; ++i) {
+    if (optind < argc) {
+        for (int i = optind; i < argc; ++i) {
             dumpKey(argv[i]);
         }
     } else {

@@ -1,6 +1,7 @@
 // svcctl: plays the system's service manager on a PC. It writes and shows the
 // service states that the service monitor watches, so an operator or a test
 // can take a service down and bring it up again.
+#include <getopt.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "SvcStateDir.h"
+#include "ToolVersion.h"
 #include "svc_mon.h"
 
 namespace {
@@ -22,7 +24,8 @@ constexpr int kWaitPollMs = 10;
 
 void printUsage(FILE *out) {
     fprintf(out,
-            "Usage: svcctl [--dir DIR] COMMAND [ARGUMENTS]\n"
+            "Usage: svcctl [-d|--dir DIR] COMMAND [ARGUMENTS]\n"
+            "       svcctl -h|--help | --version\n"
             "\n"
             "Plays the service manager: sets and shows the states of services as the\n"
             "service monitor reports them. Each state is a file named after its service\n"
@@ -163,18 +166,33 @@ int run(const SvcStateDir &dir, const std::string &command, const std::vector<st
 
 int main(int argc, char **argv) {
     SvcStateDir dir = SvcStateDir::fromEnvironment();
-    int next = 1;
-    for (; next < argc && argv[next][0] == '-'; ++next) {
-        if (strcmp(argv[next], "--help") == 0 || strcmp(argv[next], "-h") == 0) {
-            printUsage(stdout);
-            return 0;
-        }
-        if (strcmp(argv[next], "--dir") == 0 && next + 1 < argc) {
-            dir = SvcStateDir(argv[++next]);
-        } else {
-            return usageError((std::string("unknown option ") + argv[next]).c_str());
+    enum { kVersion = 1000 };
+    static const option kOptions[] = {{"dir", required_argument, nullptr, 'd'},
+                                      {"help", no_argument, nullptr, 'h'},
+                                      {"version", no_argument, nullptr, kVersion},
+                                      {nullptr, 0, nullptr, 0}};
+    opterr = 0;
+    // "+": the options end at COMMAND, whose own words ("--clear",
+    // "--timeout") follow it.
+    int option = 0;
+    while ((option = getopt_long(argc, argv, "+:d:h", kOptions, nullptr)) != -1) {
+        switch (option) {
+            case 'd':
+                dir = SvcStateDir(optarg);
+                break;
+            case 'h':
+                printUsage(stdout);
+                return 0;
+            case kVersion:
+                dvrtools::printToolVersion("svcctl");
+                return 0;
+            case ':':
+                return usageError((std::string(argv[optind - 1]) + " needs a value").c_str());
+            default:
+                return usageError((std::string("unknown option ") + argv[optind - 1]).c_str());
         }
     }
+    const int next = optind;
     if (next >= argc) {
         return usageError("no command given");
     }

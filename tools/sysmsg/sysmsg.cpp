@@ -1,6 +1,8 @@
 // sysmsg: plays the system side of the message channel on a PC. It announces
 // suspend and resume to a service, as the power manager does on the device,
 // and prints the reply the service sends back.
+#include <getopt.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +13,7 @@
 #include "MessageSocketDir.h"
 #include "ServiceMessage.h"
 #include "SystemMessenger.h"
+#include "ToolVersion.h"
 
 using system_extension::MessageSocketDir;
 using system_extension::ServiceMessage;
@@ -37,6 +40,7 @@ void printUsage(FILE *out) {
     fprintf(out,
             "Usage: sysmsg [OPTIONS] SERVICE VALUE\n"
             "       sysmsg [OPTIONS] cycle SERVICE\n"
+            "       sysmsg -h|--help | --version\n"
             "\n"
             "Plays the system side of the message channel: sends (NAME, MESSAGE, VALUE)\n"
             "to the service registered as SERVICE and prints the reply it sends back as\n"
@@ -52,6 +56,8 @@ void printUsage(FILE *out) {
             "  --name NAME        name field, when it should differ from SERVICE\n"
             "  --wait             wait for a reply even to a confirmation\n"
             "  --no-wait          only send\n"
+            "  -h, --help         print this help\n"
+            "  --version          print the version\n"
             "\n"
             "Exit status: 0 reply printed (or sent when none is awaited), 1 no reply\n"
             "within the time limit, 2 bad usage, 3 not sent (no such service, or\n"
@@ -129,36 +135,57 @@ int cycle(SystemMessenger *messenger, Options options, const std::string &servic
 
 int main(int argc, char **argv) {
     Options options;
-    std::vector<std::string> operands;
-    for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
-        const bool hasValue = i + 1 < argc;
-        if (arg == "--help" || arg == "-h") {
-            printUsage(stdout);
-            return 0;
-        } else if (arg == "--dir" && hasValue) {
-            options.dir = MessageSocketDir(argv[++i]);
-        } else if (arg == "--timeout" && hasValue) {
-            char *end = nullptr;
-            const long value = strtol(argv[++i], &end, 10);
-            if (*end != '\0' || value < 0 || value > 3600000) {
-                return usageError("--timeout needs milliseconds from 0 to 3600000");
+    enum { kDir = 1000, kTimeout, kMessage, kName, kWait, kNoWait, kVersion };
+    static const option kOptions[] = {{"dir", required_argument, nullptr, kDir},
+                                      {"timeout", required_argument, nullptr, kTimeout},
+                                      {"message", required_argument, nullptr, kMessage},
+                                      {"name", required_argument, nullptr, kName},
+                                      {"wait", no_argument, nullptr, kWait},
+                                      {"no-wait", no_argument, nullptr, kNoWait},
+                                      {"help", no_argument, nullptr, 'h'},
+                                      {"version", no_argument, nullptr, kVersion},
+                                      {nullptr, 0, nullptr, 0}};
+    opterr = 0;
+    int option = 0;
+    while ((option = getopt_long(argc, argv, ":h", kOptions, nullptr)) != -1) {
+        switch (option) {
+            case 'h':
+                printUsage(stdout);
+                return 0;
+            case kVersion:
+                dvrtools::printToolVersion("sysmsg");
+                return 0;
+            case kDir:
+                options.dir = MessageSocketDir(optarg);
+                break;
+            case kTimeout: {
+                char *end = nullptr;
+                const long value = strtol(optarg, &end, 10);
+                if (*optarg == '\0' || *end != '\0' || value < 0 || value > 3600000) {
+                    return usageError("--timeout needs milliseconds from 0 to 3600000");
+                }
+                options.timeoutMs = static_cast<int>(value);
+                break;
             }
-            options.timeoutMs = static_cast<int>(value);
-        } else if (arg == "--message" && hasValue) {
-            options.message = argv[++i];
-        } else if (arg == "--name" && hasValue) {
-            options.name = argv[++i];
-        } else if (arg == "--wait") {
-            options.wait = 1;
-        } else if (arg == "--no-wait") {
-            options.wait = 0;
-        } else if (arg.size() > 1 && arg[0] == '-') {
-            return usageError("unknown option " + arg);
-        } else {
-            operands.push_back(arg);
+            case kMessage:
+                options.message = optarg;
+                break;
+            case kName:
+                options.name = optarg;
+                break;
+            case kWait:
+                options.wait = 1;
+                break;
+            case kNoWait:
+                options.wait = 0;
+                break;
+            case ':':
+                return usageError(std::string(argv[optind - 1]) + " needs a value");
+            default:
+                return usageError(std::string("unknown option ") + argv[optind - 1]);
         }
     }
+    const std::vector<std::string> operands(argv + optind, argv + argc);
     if (operands.size() != 2) {
         return usageError("needs SERVICE VALUE, or cycle SERVICE");
     }

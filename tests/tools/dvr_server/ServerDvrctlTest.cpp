@@ -77,8 +77,9 @@ TEST_F(ServerDvrctl, RecordingStartedAndStoppedFromTheShellLeavesReadableFiles) 
     const std::string storage = ServerProcess::kStorage;
     for (const std::string &words : std::vector<std::string>{
              "attachCamera 100 10", "attachAudio 100 20", "setAudioRecording 100 on",
-             "setFileLength 100 1", "setTimestamp 100 --enable on --x 8 --y 8 --size small",
-             "setSelfDefinedStamp 100 --enable on --x 8 --y 200 --size small",
+             "setFileLength 100 1",
+             "setTimestamp 100 --enable on --x 8 --y 8 --size small --color 1",
+             "setSelfDefinedStamp 100 --enable on --x 8 --y 200 --size small --color 1",
              "setStoragePath 100 " + storage, "nextFile 100 " + storage + "/shell.ts",
              "startRecord 100"}) {
         const CommandResult result = dvrctl(words);

@@ -39,6 +39,12 @@ dvrtest::RecordingDVR::Plan answeringPlan() {
 
 const char *const kZeroStamp = "&{enabled=false x=0 y=0 fontSize=0 color=0 interval=0}";
 
+// A guard rail's look for channel 3 among the recorders: the fake has two,
+// both with encoder id 7, so channel 3 is unknown and nothing is refused.
+std::vector<std::string> probedChannel3(const std::string &call) {
+    return {"17 getRecorderCount()", "18 getEncoder(0, &0)", "18 getEncoder(1, &0)", call};
+}
+
 std::vector<OperationCase> operationCases() {
     return {
         {"registerCallback",
@@ -55,7 +61,11 @@ std::vector<OperationCase> operationCases() {
          {"2 establishCallback(42, null)"},
          "0\n"},
         {"destroyCallback", "destroyCallback 42", {"3 destroyCallback(42)"}, "0\n"},
-        {"startRecordAll", "startRecordAll", {"4 startRecordAll()"}, "0\n"},
+        {"startRecordAll",
+         "startRecordAll",
+         {"17 getRecorderCount()", "18 getEncoder(0, &0)", "42 getCurrentState(7)",
+          "18 getEncoder(1, &0)", "42 getCurrentState(7)", "4 startRecordAll()"},
+         "0\n"},
         {"stopRecordAll", "stopRecordAll", {"5 stopRecordAll()"}, "0\n"},
         {"applySettingsAll", "applySettingsAll", {"6 applySettingsAll()"}, "0\n"},
         {"abandonNewSettingsAll", "abandonNewSettingsAll", {"7 abandonNewSettingsAll()"}, "0\n"},
@@ -88,19 +98,15 @@ std::vector<OperationCase> operationCases() {
          "getAttachedAudio 3",
          {"24 getAttachedAudio(3, &0)"},
          "result: 0\nindex: 7\n"},
-        {"startRecord", "startRecord 3", {"25 startRecord(3)"}, "0\n"},
+        {"startRecord", "startRecord 3", probedChannel3("25 startRecord(3)"), "0\n"},
         {"stopRecord", "stopRecord 3", {"26 stopRecord(3)"}, "0\n"},
         {"autoNextFile", "autoNextFile 3 off", {"27 autoNextFile(3, false)"}, "0\n"},
         {"nextFile", "nextFile 3 /rec/next.ts", {"28 nextFile(3, \"/rec/next.ts\")"}, "0\n"},
         {"nextFileWithoutName", "nextFile 3", {"28 nextFile(3, null)"}, "0\n"},
-        {"setStoragePath",
-         "setStoragePath 3 /data/rec",
-         {"29 setStoragePath(3, \"/data/rec\")"},
-         "0\n"},
-        {"setFileNameFormat",
-         "setFileNameFormat 3 'cam_%ST' '%H%M'",
-         {"30 setFileNameFormat(3, \"cam_%ST\", \"%H%M\")"},
-         "0\n"},
+        {"setStoragePath", "setStoragePath 3 /data/rec",
+         probedChannel3("29 setStoragePath(3, \"/data/rec\")"), "0\n"},
+        {"setFileNameFormat", "setFileNameFormat 3 'cam_%ST' '%H%M'",
+         probedChannel3("30 setFileNameFormat(3, \"cam_%ST\", \"%H%M\")"), "0\n"},
         {"setFileNameFormatReset",
          "setFileNameFormat 3",
          {"30 setFileNameFormat(3, null, null)"},
@@ -110,23 +116,24 @@ std::vector<OperationCase> operationCases() {
         {"takeSnapshot",
          "takeSnapshot 3",
          {"33 takeSnapshot(3, {planePA=0u,0u width=0 height=0 stride=0 timestamp=0})"},
-         "result: 0\nlumaPA: 1073745920\nchromaPA: 1074790400\nwidth: 640\nheight: 480\n"
-         "stride: 704\ntimestamp: 123456789012\n"},
+         "result: 0\nlumaPA: 1073745920\nchromaPA: 1074790400\nwidthPx: 640\nheightPx: 480\n"
+         "strideBytes: 704\ntimestampUs: 123456789012\n"},
         {"setOutputFormat", "setOutputFormat 3 ts", {"34 setOutputFormat(3, 1)"}, "0\n"},
         {"setBitRate", "setBitRate 3 12", {"35 setBitRate(3, 12)"}, "0\n"},
         {"setFrameRate", "setFrameRate 3 30", {"36 setFrameRate(3, 30)"}, "0\n"},
-        {"setResolution", "setResolution 3 720p", {"37 setResolution(3, 2)"}, "0\n"},
-        {"setResolutionByNumber", "setResolution 3 -1", {"37 setResolution(3, -1)"}, "0\n"},
+        {"setResolution", "setResolution 3 720p", probedChannel3("37 setResolution(3, 2)"), "0\n"},
+        {"setResolutionByNumber", "setResolution 3 -1", probedChannel3("37 setResolution(3, -1)"),
+         "0\n"},
         {"setFileLength", "setFileLength 3 300", {"38 setFileLength(3, 300)"}, "0\n"},
         {"setTimestamp",
-         "setTimestamp 3 --x 50 --enable off",
+         "setTimestamp 3 --x 50 --enable off --size small --color 1",
          {std::string("49 getTimestampSetting(3, ") + kZeroStamp + ")",
-          "39 setTimestamp(3, &{enabled=false x=50 y=20 fontSize=2 color=5 interval=1000})"},
+          "39 setTimestamp(3, &{enabled=false x=50 y=20 fontSize=1 color=1 interval=1000})"},
          "0\n"},
         {"setSelfDefinedStamp",
-         "setSelfDefinedStamp 3 --size large --color 9 --y 70 --interval 250",
+         "setSelfDefinedStamp 3 --size large --color 8 --y 70 --interval 250",
          {std::string("50 getSelfDefinedStampSetting(3, ") + kZeroStamp + ")",
-          "40 setSelfDefinedStamp(3, &{enabled=true x=10 y=70 fontSize=3 color=9 "
+          "40 setSelfDefinedStamp(3, &{enabled=true x=10 y=70 fontSize=3 color=8 "
           "interval=250})"},
          "0\n"},
         {"isSettingChanged", "isSettingChanged 3", {"41 isSettingChanged(3)"}, "true\n"},
@@ -136,9 +143,9 @@ std::vector<OperationCase> operationCases() {
          {"43 getEncoderCapability(3, &{file_name_length_limit=0 max_width=0 max_height=0 "
           "max_file_length=0 min_file_length=0 max_bit_rate=0 min_bit_rate=0 "
           "max_frame_rate=0 min_frame_rate=0})"},
-         "result: 0\nfile_name_length_limit: 255\nmax_width: 1920\nmax_height: 1080\n"
-         "max_file_length: 600\nmin_file_length: 10\nmax_bit_rate: 16\nmin_bit_rate: 1\n"
-         "max_frame_rate: 30\nmin_frame_rate: 1\n"},
+         "result: 0\nfileNameLengthLimitBytes: 255\nmaxWidthPx: 1920\nmaxHeightPx: 1080\n"
+         "maxFileLengthS: 600\nminFileLengthS: 10\nmaxBitRateMbps: 16\nminBitRateMbps: 1\n"
+         "maxFrameRateFps: 30\nminFrameRateFps: 1\n"},
         {"getOutputFormat", "getOutputFormat 3", {"44 getOutputFormat(3)"}, "ts\n"},
         {"getBitRate", "getBitRate 3", {"45 getBitRate(3)"}, "11\n"},
         {"getFrameRate", "getFrameRate 3", {"46 getFrameRate(3)"}, "28\n"},
@@ -147,15 +154,15 @@ std::vector<OperationCase> operationCases() {
         {"getTimestampSetting",
          "getTimestampSetting 3",
          {std::string("49 getTimestampSetting(3, ") + kZeroStamp + ")"},
-         "result: 0\nenabled: true\nx: 10\ny: 20\nfontSize: medium\ncolor: 5\ninterval: 1000\n"},
+         "result: 0\nenabled: true\nxPx: 10\nyPx: 20\n"},
         {"getSelfDefinedStampSetting",
          "getSelfDefinedStampSetting 3",
          {std::string("50 getSelfDefinedStampSetting(3, ") + kZeroStamp + ")"},
-         "result: 0\nenabled: true\nx: 10\ny: 20\nfontSize: medium\ncolor: 5\ninterval: 1000\n"},
+         "result: 0\nenabled: true\nxPx: 10\nyPx: 20\nintervalMs: 1000\n"},
         {"getCameraCapability",
          "getCameraCapability 4",
          {"51 getCameraCapability(4, &{width=0 height=0 stride=0 format=0})"},
-         "result: 0\nwidth: 1280\nheight: 720\nstride: 1280\nformat: nv12\n"},
+         "result: 0\nwidthPx: 1280\nheightPx: 720\nstrideBytes: 1280\nformat: nv12\n"},
         {"getAudioCapability",
          "getAudioCapability 5",
          {"52 getAudioCapability(5, &{caps=0,0})"},
@@ -213,7 +220,7 @@ TEST(DvrctlJson, RecordsAndEnumerationsKeepTheirFieldsAndNames) {
     const nlohmann::json stamp =
         nlohmann::json::parse(dvrtest::runDvrctl("--json getTimestampSetting 3").out);
     EXPECT_EQ(nlohmann::json::parse(R"({"command":"getTimestampSetting","result":0,
-        "enabled":true,"x":10,"y":20,"fontSize":"medium","color":5,"interval":1000})"),
+        "enabled":true,"xPx":10,"yPx":20})"),
               stamp);
     const nlohmann::json state =
         nlohmann::json::parse(dvrtest::runDvrctl("--json getCurrentState 3").out);
@@ -237,12 +244,17 @@ TEST(DvrctlExitStatus, ANegativeResultExitsWithOneAndPrintsTheCode) {
     const dvrtest::CommandResult start = dvrtest::runDvrctl("startRecord 1");
     EXPECT_EQ(1, start.status);
     EXPECT_EQ("-3\n", start.out);
+    // No recorder of the fake has encoder id 1, so no state tells more.
+    EXPECT_EQ("dvrctl: startRecord: -3: not allowed in the channel's state, or during suspend\n",
+              start.err);
     const dvrtest::CommandResult bitRate = dvrtest::runDvrctl("getBitRate 1");
     EXPECT_EQ(1, bitRate.status);
     EXPECT_EQ("-3\n", bitRate.out);  // the fake answers its result plus the id
     const dvrtest::CommandResult camera = dvrtest::runDvrctl("--json getCamera 0");
     EXPECT_EQ(1, camera.status);
-    EXPECT_EQ(nlohmann::json::parse(R"({"command":"getCamera","result":-2})"),
+    EXPECT_EQ(nlohmann::json::parse(R"json({"command":"getCamera","result":-2,"error":{
+        "kind":"result","code":-2,"meaning":"invalid argument","exitStatus":1,
+        "message":"-2: INDEX is outside the table (getCameraCount, getAudioCount, getRecorderCount)"}})json"),
               nlohmann::json::parse(camera.out));
 }
 

@@ -135,7 +135,7 @@ TEST_F(DvrctlSnapshot, WritesTheFrameFromTheArenaAsAnRgbPng) {
         dvrtest::runDvrctl("snapshot 3 " + pngPath() + " --arena " + arenaPath());
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ("result: 0\nfile: " + pngPath() + "\narena: " + arenaPath() +
-                  "\nwidth: 8\nheight: 4\ntimestamp: 42\n",
+                  "\nwidthPx: 8\nheightPx: 4\ntimestampUs: 42\n",
               result.out);
     EXPECT_EQ((std::vector<std::string>{
                   "33 takeSnapshot(3, {planePA=0u,0u width=0 height=0 stride=0 timestamp=0})"}),
@@ -158,7 +158,7 @@ TEST_F(DvrctlSnapshot, AFrameOutsideTheArenaIsAnError) {
     const dvrtest::CommandResult result =
         dvrtest::runDvrctl("snapshot 3 " + pngPath() + " --arena " + arenaPath());
     EXPECT_EQ(1, result.status);
-    EXPECT_EQ("dvrctl: the frame's planes do not lie in the arena " + arenaPath() + "\n",
+    EXPECT_EQ("dvrctl: snapshot: the frame's planes do not lie in the arena " + arenaPath() + "\n",
               result.err);
     EXPECT_NE(0, access(pngPath().c_str(), F_OK));
 }

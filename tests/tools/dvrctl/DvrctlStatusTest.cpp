@@ -74,11 +74,11 @@ TEST(DvrctlStatus, PrintsAJsonArrayOfRecorders) {
     const dvrtest::CommandResult result = dvrtest::runDvrctl("--json status");
     EXPECT_EQ(0, result.status) << result.err;
     const nlohmann::json expected = nlohmann::json::parse(R"([
-        {"encoder":10,"state":"recording","camera":101,"audio":201,"audioRecording":true,
-         "format":"ts","bitRate":14,"frameRate":30,"resolution":"1080p","fileLength":60,
+        {"encId":10,"state":"recording","camId":101,"audId":201,"audioRecording":true,
+         "format":"ts","bitRateMbps":14,"frameRateFps":30,"resolution":"1080p","fileLengthS":60,
          "timestamp":true,"userStamp":true,"file":null},
-        {"encoder":11,"state":"recording","camera":101,"audio":201,"audioRecording":true,
-         "format":"ts","bitRate":15,"frameRate":31,"resolution":"1080p","fileLength":61,
+        {"encId":11,"state":"recording","camId":101,"audId":201,"audioRecording":true,
+         "format":"ts","bitRateMbps":15,"frameRateFps":31,"resolution":"1080p","fileLengthS":61,
          "timestamp":true,"userStamp":true,"file":null}])");
     EXPECT_EQ(expected, nlohmann::json::parse(result.out));
 }

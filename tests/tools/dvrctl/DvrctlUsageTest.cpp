@@ -42,9 +42,7 @@ TEST(DvrctlCommandHelp, EveryCommandPrintsItsUsage) {
         const dvrtest::CommandResult result =
             dvrtest::runCommand(std::string(DVRCTL_TOOL) + " " + command + " --help");
         EXPECT_EQ(0, result.status) << command;
-        EXPECT_EQ(0u,
-                  result.out.find("Usage: dvrctl [--json] [--service NAME] [--wait MS] " + command))
-            << result.out;
+        EXPECT_EQ(0u, result.out.find("Usage: dvrctl [OPTIONS] " + command)) << result.out;
         EXPECT_EQ("", result.err) << command;
     }
 }
@@ -62,7 +60,7 @@ TEST_F(DvrctlUsage, AnUnknownCommandIsAUsageError) {
 }
 
 TEST_F(DvrctlUsage, NoCommandIsAUsageError) {
-    expectUsageError("--json", "no command given", "dvrctl --help");
+    expectUsageError("", "no command given", "dvrctl --help");
 }
 
 TEST_F(DvrctlUsage, AnUnknownGlobalOptionIsAUsageError) {

@@ -176,5 +176,5 @@ TEST(DvrctlWatch, EndsWithThreeWhenTheServiceDies) {
     service.stop();
     const dvrtest::CommandResult result = watch.get();
     EXPECT_EQ(3, result.status);
-    EXPECT_NE(std::string::npos, result.err.find("dvrctl: the service died")) << result.err;
+    EXPECT_NE(std::string::npos, result.err.find("dvrctl: watch: the service died")) << result.err;
 }
