@@ -30,15 +30,6 @@ std::string shellQuoted(const std::string &text) {
     return result + "'";
 }
 
-std::vector<std::string> linesOf(const std::string &text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 std::set<std::string> entriesOf(const std::string &directory) {
     std::set<std::string> names;
     if (DIR *dir = opendir(directory.c_str())) {
@@ -95,7 +86,7 @@ TEST(MainJob, RunsToItsEndFromACloneUnderA120CharacterPathAndItsFilesAreWhereItS
         "cd " + shellQuoted(caller) + " && " + shellQuoted(checkout + "/scripts/demo") +
         " --no-build --build-dir " + shellQuoted(DVR_BINARY_DIR) + " --seconds 3");
     ASSERT_EQ(0, demo.status) << demo.out << demo.err;
-    const std::vector<std::string> lines = linesOf(demo.out);
+    const std::vector<std::string> lines = dvrtest::linesOf(demo.out);
     ASSERT_FALSE(lines.empty());
     ASSERT_EQ(0u, lines.back().find(kDirectoryLine)) << demo.out;
     const std::string out = lines.back().substr(strlen(kDirectoryLine));

@@ -17,15 +17,6 @@ namespace {
 
 using dvrtest::ServerProcess;
 
-std::vector<std::string> linesOf(const std::string &text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 bool digitsAt(const std::string &text, size_t position, size_t count) {
     for (size_t i = position; i < position + count; ++i) {
         if (i >= text.size() || !isdigit(static_cast<unsigned char>(text[i]))) {
@@ -56,7 +47,7 @@ bool isLogLine(const std::string &line) {
 // Lines of log holding text.
 std::vector<std::string> linesWith(const std::string &log, const std::string &text) {
     std::vector<std::string> found;
-    for (const std::string &line : linesOf(log)) {
+    for (const std::string &line : dvrtest::linesOf(log)) {
         if (line.find(text) != std::string::npos) {
             found.push_back(line);
         }
@@ -117,7 +108,7 @@ TEST(DvrServerOutput, EveryLogLineIsOneLineWithTimeInMillisecondsPidTidPriorityA
     ASSERT_NE(nullptr, server.connect());
     const int status = server.stop(SIGTERM);
     ASSERT_TRUE(WIFEXITED(status));
-    const std::vector<std::string> lines = linesOf(server.log());
+    const std::vector<std::string> lines = dvrtest::linesOf(server.log());
     ASSERT_GT(lines.size(), 10u);
     for (const std::string &line : lines) {
         EXPECT_TRUE(isLogLine(line)) << "'" << line << "'";
