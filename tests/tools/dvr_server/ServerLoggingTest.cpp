@@ -120,6 +120,36 @@ TEST(DvrServerOutput, EveryLogLineIsOneLineWithTimeInMillisecondsPidTidPriorityA
     EXPECT_NE(std::string::npos, serving[0].find(" I DVRServer: [main:")) << serving[0];
 }
 
+TEST(DvrServerOutput, IntoTheJournalALineCarriesItsSyslogLevelInsteadOfTheTime) {
+    ServerProcess server;
+    // What systemd tells a service whose standard error is the journal: the
+    // stream's device and inode.
+    const std::string logPath = server.dir().write("server.log", "");
+    struct stat log {};
+    ASSERT_EQ(0, stat(logPath.c_str(), &log));
+    setenv("JOURNAL_STREAM",
+           (std::to_string(log.st_dev) + ":" + std::to_string(log.st_ino)).c_str(), 1);
+    server.start();
+    unsetenv("JOURNAL_STREAM");
+    ASSERT_NE(nullptr, server.connect());
+    ASSERT_TRUE(WIFEXITED(server.stop(SIGTERM)));
+    for (const std::string &line : dvrtest::linesOf(server.log())) {
+        EXPECT_TRUE(line.size() > 4 && line[0] == '<' &&
+                    isdigit(static_cast<unsigned char>(line[1])) && line[2] == '>' &&
+                    line.find(": ") != std::string::npos)
+            << "'" << line << "'";
+    }
+    // INFO is syslog's 6, WARN its 4.
+    const std::vector<std::string> serving =
+        linesWith(server.log(), "] Serving 'dvr' with up to 15 binder threads");
+    ASSERT_EQ(1u, serving.size());
+    EXPECT_EQ(0u, serving[0].find("<6>DVRServer: [main:")) << serving[0];
+    const std::vector<std::string> states =
+        linesWith(server.log(), "] Switch to state: DVR_STM_IDLE");
+    ASSERT_FALSE(states.empty()) << server.log();
+    EXPECT_EQ(0u, states[0].find("<4>DVRRecorder: [")) << states[0];
+}
+
 TEST(DvrServerOutput, StorageTuningIsADebugLineAtTheFirstStartAndTheLastStopAndNoShellRuns) {
     ServerProcess server;
     server.start({"--log-level", "debug"});
