@@ -195,8 +195,9 @@ int parseOptions(int argc, char **argv, Options *options) {
 }
 
 // Fails fast when a running server publishes the name already, before the
-// service builds its devices and recorders (which takes seconds and touches
-// the devices). Publishing checks again, for a server that starts meanwhile.
+// service builds its devices and recorders: that touches the devices the
+// running server uses and, on a board, waits for the encoder service without
+// a time limit. Publishing checks again, for a server that starts meanwhile.
 bool nameIsFree(const std::string &name) {
     if (android::defaultServiceManager()->checkService(android::String16(name.c_str())) ==
         nullptr) {
