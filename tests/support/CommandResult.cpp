@@ -39,4 +39,13 @@ CommandResult runCommand(const std::string &command) {
     return result;
 }
 
+std::vector<std::string> linesOf(const std::string &text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
 }  // namespace dvrtest

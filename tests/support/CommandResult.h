@@ -4,6 +4,7 @@
 #define DVR_TEST_COMMAND_RESULT_H
 
 #include <string>
+#include <vector>
 
 namespace dvrtest {
 
@@ -15,6 +16,10 @@ struct CommandResult {
 
 // Runs command through /bin/sh and waits for it.
 CommandResult runCommand(const std::string &command);
+
+// The lines of text (what a command or a server printed), without their line
+// feeds.
+std::vector<std::string> linesOf(const std::string &text);
 
 }  // namespace dvrtest
 

@@ -6,6 +6,7 @@
 
 #include <binder/IServiceManager.h>
 #include <binder/ProcessState.h>
+#include <getopt.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,12 +15,18 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "DVR.h"
 #include "DVRBinderFront.h"
 #include "DVRLog.h"
+#include "Recorder.h"
 #include "RuntimeCfgImage.h"
 #include "StartupRepair.h"
+#include "ServerLogger.h"
+#include "StorageTuningHook.h"
+#include "SystemdNotifier.h"
+#include "ToolVersion.h"
 
 namespace {
 
@@ -32,6 +39,7 @@ struct Options {
     std::string runtimeCfg;
     std::string name = kDefaultName;
     int threads = kDefaultThreads;
+    int logPriority = ANDROID_LOG_INFO;
 };
 
 // Options that only hand a path to a library through its environment variable.
@@ -39,16 +47,36 @@ const struct {
     const char *option;
     const char *variable;
 } kPathOptions[] = {
-    {"--sim-config", "DVR_SIM_CONFIG"}, {"--state-dir", "DVR_SVC_DIR"},
-    {"--data", "DVR_VENDOR_DATA"},      {"--binder-dir", "DVR_BINDER_DIR"},
-    {"--msg-dir", "DVR_MSG_DIR"},
+    {"sim-config", "DVR_SIM_CONFIG"}, {"state-dir", "DVR_SVC_DIR"}, {"data", "DVR_VENDOR_DATA"},
+    {"binder-dir", "DVR_BINDER_DIR"}, {"msg-dir", "DVR_MSG_DIR"},
+};
+
+const struct {
+    const char *name;
+    int priority;
+} kLogLevels[] = {
+    {"debug", ANDROID_LOG_DEBUG},
+    {"info", ANDROID_LOG_INFO},
+    {"warn", ANDROID_LOG_WARN},
+    {"error", ANDROID_LOG_ERROR},
+};
+
+enum OptionId {
+    kHelp = 'h',
+    kRuntimeCfg = 256,
+    kName,
+    kThreads,
+    kLogLevel,
+    kVersion,
+    kFirstPathOption,
 };
 
 void printUsage(FILE *out) {
     fprintf(out,
             "Usage: dvr_server [--runtime-cfg FILE] [--sim-config FILE] [--state-dir DIR]\n"
             "                  [--data FILE] [--binder-dir DIR] [--msg-dir DIR]\n"
-            "                  [--name NAME] [--threads N] [--help]\n"
+            "                  [--name NAME] [--threads N] [--log-level LEVEL]\n"
+            "       dvr_server -h|--help | --version\n"
             "\n"
             "Runs the recording service and publishes it over binder as NAME (default\n"
             "\"%s\") until SIGTERM or SIGINT, which stop every recording first.\n"
@@ -61,9 +89,14 @@ void printUsage(FILE *out) {
             "  --binder-dir DIR    binder service directory           (DVR_BINDER_DIR)\n"
             "  --msg-dir DIR       system message channel directory   (DVR_MSG_DIR)\n"
             "  --threads N         binder threads, 1 to %d (default %d)\n"
+            "  --log-level LEVEL   least priority logged: debug, info (default), warn or\n"
+            "                      error; the storage-tuning events are debug lines\n"
+            "  -h, --help          this text\n"
+            "      --version       the version\n"
             "\n"
             "Each path option sets the environment variable named after it; without the\n"
-            "option the variable is used as it is.\n"
+            "option the variable is used as it is. A NAME that a running server publishes\n"
+            "already is refused before any device is touched.\n"
             "\n"
             "Exit status: 0 after a signal, 1 when the service cannot be set up, 2 on bad\n"
             "usage.\n",
@@ -85,47 +118,97 @@ bool parseThreads(const char *text, int *threads) {
     return true;
 }
 
-// Returns -1 when the options are good, else the exit status.
-int parseOptions(int argc, char **argv, Options *options) {
-    for (int i = 1; i < argc; ++i) {
-        const std::string option = argv[i];
-        if (option == "--help" || option == "-h") {
-            printUsage(stdout);
-            return 0;
-        }
-        if (i + 1 >= argc) {
-            return usageError(option.compare(0, 2, "--") == 0
-                                  ? "option " + option + " needs a value"
-                                  : "unexpected argument '" + option + "'");
-        }
-        const char *value = argv[++i];
-        if (value[0] == '\0') {
-            return usageError("option " + option + " needs a non-empty value");
-        }
-        bool known = false;
-        for (const auto &pathOption : kPathOptions) {
-            if (option == pathOption.option) {
-                setenv(pathOption.variable, value, 1);
-                known = true;
-            }
-        }
-        if (known) {
-            continue;
-        }
-        if (option == "--runtime-cfg") {
-            options->runtimeCfg = value;
-        } else if (option == "--name") {
-            options->name = value;
-        } else if (option == "--threads") {
-            if (!parseThreads(value, &options->threads)) {
-                return usageError("--threads takes a number from 1 to " +
-                                  std::to_string(kMaxThreads) + ", not '" + value + "'");
-            }
-        } else {
-            return usageError("unknown option '" + option + "'");
+bool parseLogLevel(const char *text, int *priority) {
+    for (const auto &level : kLogLevels) {
+        if (strcmp(text, level.name) == 0) {
+            *priority = level.priority;
+            return true;
         }
     }
+    return false;
+}
+
+std::vector<option> longOptions() {
+    std::vector<option> options = {
+        {"help", no_argument, nullptr, kHelp},
+        {"version", no_argument, nullptr, kVersion},
+        {"runtime-cfg", required_argument, nullptr, kRuntimeCfg},
+        {"name", required_argument, nullptr, kName},
+        {"threads", required_argument, nullptr, kThreads},
+        {"log-level", required_argument, nullptr, kLogLevel},
+    };
+    int id = kFirstPathOption;
+    for (const auto &pathOption : kPathOptions) {
+        options.push_back({pathOption.option, required_argument, nullptr, id++});
+    }
+    options.push_back({nullptr, 0, nullptr, 0});
+    return options;
+}
+
+// Returns -1 when the options are good, else the exit status.
+int parseOptions(int argc, char **argv, Options *options) {
+    const std::vector<option> table = longOptions();
+    opterr = 0;
+    for (;;) {
+        int longIndex = -1;
+        const int id = getopt_long(argc, argv, ":h", table.data(), &longIndex);
+        if (id == -1) {
+            break;
+        }
+        // The option as given, for the messages: "--name", "-h", "--colour".
+        const std::string given =
+            longIndex >= 0 ? std::string("--") + table[longIndex].name : argv[optind - 1];
+        switch (id) {
+            case kHelp:
+                printUsage(stdout);
+                return 0;
+            case kVersion:
+                dvrtools::printToolVersion("dvr_server");
+                return 0;
+            case ':':
+                return usageError("option " + given + " needs a value");
+            case '?':
+                return usageError("unknown option '" + given + "'");
+            default:
+                break;
+        }
+        if (optarg[0] == '\0') {
+            return usageError("option " + given + " needs a non-empty value");
+        }
+        if (id >= kFirstPathOption) {
+            setenv(kPathOptions[id - kFirstPathOption].variable, optarg, 1);
+        } else if (id == kRuntimeCfg) {
+            options->runtimeCfg = optarg;
+        } else if (id == kName) {
+            options->name = optarg;
+        } else if (id == kThreads && !parseThreads(optarg, &options->threads)) {
+            return usageError("--threads takes a number from 1 to " + std::to_string(kMaxThreads) +
+                              ", not '" + optarg + "'");
+        } else if (id == kLogLevel && !parseLogLevel(optarg, &options->logPriority)) {
+            return usageError("--log-level takes debug, info, warn or error, not '" +
+                              std::string(optarg) + "'");
+        }
+    }
+    if (optind < argc) {
+        return usageError("unexpected argument '" + std::string(argv[optind]) + "'");
+    }
     return -1;
+}
+
+// Fails fast when a running server publishes the name already, before the
+// service builds its devices and recorders: that touches the devices the
+// running server uses and, on a board, waits for the encoder service without
+// a time limit. Publishing checks again, for a server that starts meanwhile.
+bool nameIsFree(const std::string &name) {
+    if (android::defaultServiceManager()->checkService(android::String16(name.c_str())) ==
+        nullptr) {
+        return true;
+    }
+    fprintf(stderr,
+            "dvr_server: the name '%s' is taken: a running server publishes it in the binder "
+            "directory; stop that server or give another --name\n",
+            name.c_str());
+    return false;
 }
 
 // The configuration image and command line live in a private directory that
@@ -143,14 +226,16 @@ public:
 
     // Makes the image from runtimeCfg and points the configuration reader at it.
     bool installRuntimeConfig(const std::string &runtimeCfg) {
-        // systemd's RuntimeDirectory= first, so the files live under /run.
-        const char *parent = getenv("RUNTIME_DIRECTORY");
-        if (parent == nullptr || parent[0] == '\0') {
+        // systemd's RuntimeDirectory= first, so the files live under /run; with
+        // several runtime directories systemd lists them separated by ':', and
+        // the first is the server's own.
+        std::string parent =
+            getenv("RUNTIME_DIRECTORY") != nullptr ? getenv("RUNTIME_DIRECTORY") : "";
+        parent = parent.substr(0, parent.find(':'));
+        if (parent.empty() && getenv("TMPDIR") != nullptr) {
             parent = getenv("TMPDIR");
         }
-        std::string pattern =
-            std::string(parent != nullptr && parent[0] != '\0' ? parent : "/tmp") +
-            "/dvr_server.XXXXXX";
+        std::string pattern = (parent.empty() ? "/tmp" : parent) + "/dvr_server.XXXXXX";
         if (mkdtemp(pattern.data()) == nullptr) {
             fprintf(stderr, "dvr_server: cannot create a directory like %s: %s\n", pattern.c_str(),
                     strerror(errno));
@@ -183,10 +268,17 @@ int main(int argc, char **argv) {
     if (parseStatus >= 0) {
         return parseStatus;
     }
+    dvrspace::ServerLogger::install(options.logPriority);
+    if (!nameIsFree(options.name)) {
+        return 1;
+    }
     RunDirectory runDirectory;
     if (!options.runtimeCfg.empty() && !runDirectory.installRuntimeConfig(options.runtimeCfg)) {
         return 1;
     }
+    // The board's storage controller is tuned without a shell, and where there
+    // is none the tuning is a debug line rather than a shell's error.
+    dvrspace::Recorder::setCommandRunner(&dvrspace::StorageTuningHook::run);
 
     // Blocked before the first thread starts, so every thread inherits the
     // mask and the signals wait for sigwait below.
@@ -212,10 +304,20 @@ int main(int argc, char **argv) {
     android::ProcessState::self()->setThreadPoolMaxThreadCount(options.threads);
     android::ProcessState::self()->startThreadPool();
     DVR_LOGI("Serving '%s' with up to %d binder threads\n", options.name.c_str(), options.threads);
+    dvrspace::SystemdNotifier systemd;
+    systemd.ready("Serving '" + options.name + "'");
+    // The probe takes the service lock and a recorder's settings lock, as a
+    // client's call does: a wedged channel stops the pings.
+    systemd.startWatchdog([service] {
+        if (service->getRecorderCount() > 0) {
+            (void)service->getAudioRecording(0);
+        }
+    });
 
     int stopSignal = 0;
     sigwait(&stopSignals, &stopSignal);
     DVR_LOGI("%s: stopping\n", strsignal(stopSignal));
+    systemd.stopping("Stopping every recording");
     // No client call may start a recording behind the stop.
     front->withdraw();
     service->stopRecordAll();

@@ -58,17 +58,21 @@ const char *const kSimConfig = R"({
   "arena": {"bytes": 16777216}
 })";
 
-// Spawns the server in directory with its standard error in logPath; -1 on
+// Spawns the server (through launcher, a command that runs the rest of its
+// command line) in directory with its standard error in logPath; -1 on
 // failure.
-pid_t spawnServer(const std::vector<std::string> &arguments, const std::string &directory,
+pid_t spawnServer(const std::vector<std::string> &launcher,
+                  const std::vector<std::string> &arguments, const std::string &directory,
                   const std::string &logPath, char **environment) {
+    std::vector<std::string> command = launcher;
+    command.push_back(DVR_SERVER_TOOL);
+    command.insert(command.end(), arguments.begin(), arguments.end());
     std::vector<char *> argv;
-    const std::string program = DVR_SERVER_TOOL;
-    argv.push_back(const_cast<char *>(program.c_str()));
-    for (const std::string &argument : arguments) {
-        argv.push_back(const_cast<char *>(argument.c_str()));
+    for (std::string &word : command) {
+        argv.push_back(word.data());
     }
     argv.push_back(nullptr);
+    const std::string program = command.front();
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, logPath.c_str(),
@@ -139,7 +143,8 @@ void ServerProcess::start(const std::vector<std::string> &extra) {
         environment.push_back(variable.data());
     }
     environment.push_back(nullptr);
-    mPid = spawnServer(arguments, mDir.path(), mDir.file("server.log"), environment.data());
+    mPid =
+        spawnServer(mLauncher, arguments, mDir.path(), mDir.file("server.log"), environment.data());
     ASSERT_GT(mPid, 0) << "cannot start " << DVR_SERVER_TOOL;
 }
 
@@ -188,7 +193,7 @@ bool ServerProcess::waitForLog(const std::string &text) const {
 
 int runServerCommand(const std::vector<std::string> &arguments, std::string *err) {
     TempDir dir;
-    const pid_t pid = spawnServer(arguments, dir.path(), dir.file("err"), environ);
+    const pid_t pid = spawnServer({}, arguments, dir.path(), dir.file("err"), environ);
     if (pid <= 0) {
         ADD_FAILURE() << "cannot start " << DVR_SERVER_TOOL;
         return -1;

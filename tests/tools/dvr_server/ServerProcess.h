@@ -52,6 +52,9 @@ public:
     // Starts dvr_server with the standard options plus extra; its standard
     // error goes to log().
     void start(const std::vector<std::string> &extra = {});
+    // Makes start() run the server through launcher, a command that runs the
+    // rest of its command line (such as setpriv with its options and "--").
+    void setLauncher(const std::vector<std::string> &launcher) { mLauncher = launcher; }
     // Starts this process's binder pool (callbacks arrive there) and waits
     // up to 30 s for the service; null when it did not appear.
     android::sp<dvrspace::IDVR> connect();
@@ -68,6 +71,7 @@ public:
 
 private:
     TempDir mDir;
+    std::vector<std::string> mLauncher;
     pid_t mPid = -1;
 };
 

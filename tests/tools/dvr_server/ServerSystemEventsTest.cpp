@@ -98,6 +98,23 @@ size_t count(const std::vector<ClientCallback::Call> &calls, const std::string &
     return n;
 }
 
+// Whether finish's file had its start reported after its channel's abnormal
+// notification.
+bool startedAfterAbnormal(const std::vector<ClientCallback::Call> &calls,
+                          const ClientCallback::Call &finish) {
+    bool abnormal = false;
+    for (const ClientCallback::Call &call : calls) {
+        if (call.index != finish.index) {
+            continue;
+        }
+        abnormal = abnormal || call.kind == "abnormal";
+        if (call.kind == "start" && call.text == finish.text) {
+            return abnormal;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 TEST_F(ServerSystemEvents, SuspendWhileRecordingFailsAndTheRecordingGoesOn) {
@@ -196,7 +213,11 @@ TEST_F(ServerSystemEvents, StoppedEncoderServiceEndsTheRecordingsAndTheServiceIs
     ASSERT_TRUE(states.read("es_server", &state, &error)) << error;
     EXPECT_EQ("running", state);
 
-    // Every file written before the failure is complete.
+    // Every file written before the failure is complete. A roll-over that
+    // came between the abnormal report and the stop reported its next file's
+    // start, but the stop left that file without data, so the encoder never
+    // made it (a file is made with its first frame); its finish is reported
+    // all the same.
     const std::vector<ClientCallback::Call> calls = client->calls();
     size_t finished = 0;
     for (const ClientCallback::Call &call : calls) {
@@ -205,6 +226,9 @@ TEST_F(ServerSystemEvents, StoppedEncoderServiceEndsTheRecordingsAndTheServiceIs
         }
         const dvrspace::RecordingInfo info =
             dvrspace::RecordingReader::read(mServer.onDisk(call.text));
+        if (!info.opened && startedAfterAbnormal(calls, call)) {
+            continue;
+        }
         ASSERT_TRUE(info.opened) << call.text << ": " << info.error;
         EXPECT_GT(info.videoFrames(), 0u) << call.text;
         EXPECT_TRUE(info.keyFrames.front()) << call.text;
