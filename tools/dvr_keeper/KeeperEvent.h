@@ -1,0 +1,19 @@
+// What the keeper's worker thread is asked to handle, in arrival order.
+#ifndef DVR_KEEPER_KEEPER_EVENT_H
+#define DVR_KEEPER_KEEPER_EVENT_H
+
+#include <string>
+
+namespace dvrkeeper {
+
+struct KeeperEvent {
+    enum class Kind { kRecordStart, kRecordFinish, kSevereError, kServiceDied, kStop };
+    Kind kind;
+    int encoderId = -1;
+    std::string path;  // record start and finish
+    int value = 0;     // error code
+};
+
+}  // namespace dvrkeeper
+
+#endif  // DVR_KEEPER_KEEPER_EVENT_H

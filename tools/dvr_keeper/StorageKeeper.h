@@ -1,0 +1,97 @@
+// The keeper's work on the catalog and the storage directories, without the
+// service connection: records what the service reports, reconciles the
+// catalog with the directories and makes room by deleting the oldest
+// unlocked, finished recordings. Called from the daemon's one worker thread.
+//
+// It deletes only a recording that it catalogued in a directory it manages,
+// that is finished (or found on disk and settled), not locked in the catalog
+// and still writable on disk (a lock also clears the file's write bits).
+#ifndef DVR_KEEPER_STORAGE_KEEPER_H
+#define DVR_KEEPER_STORAGE_KEEPER_H
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Catalog.h"
+#include "KeeperConfig.h"
+
+namespace dvrkeeper {
+
+class StorageKeeper {
+public:
+    // What the service records on one channel.
+    struct ChannelSettings {
+        int bitRateMbps = 0;
+        int fileLengthSeconds = 0;
+        int64_t fileBytes() const { return int64_t{bitRateMbps} * 125000 * fileLengthSeconds; }
+    };
+
+    // config's directories are resolved (symbolic links, trailing slashes)
+    // as far as they exist.
+    StorageKeeper(Catalog &catalog, const KeeperConfig &config);
+
+    // A path from the service, absolute and with its directory resolved.
+    std::string resolve(const std::string &servicePath) const;
+    void setChannel(int encoderId, const ChannelSettings &settings);
+
+    // Record-start: catalogs the file as being written, then makes room in
+    // its directory.
+    void recordStarted(int encoderId, const std::string &servicePath);
+    // Record-finish: probes the file and catalogs its figures.
+    void recordFinished(int encoderId, const std::string &servicePath);
+    // The service went away: no file is being written any more as far as
+    // the keeper can tell (the rows stay "recording" until reconciled).
+    void serviceLost();
+
+    // Adds files on disk missing from the catalog, marks rows whose file is
+    // gone, settles rows of files no longer written to. Every managed
+    // directory.
+    void reconcile();
+    // Makes every managed directory meet its policy.
+    void enforce();
+
+    // The free space a directory's policy keeps, and what the channels
+    // currently writing there may still add.
+    int64_t freeGoal(const std::string &directory) const;
+    int64_t inFlightReserve(const std::string &directory) const;
+
+private:
+    struct Managed {
+        DirectoryPolicy policy;
+        int health = 0;
+        std::string message;
+        int64_t lastErrorLogMs = 0;
+    };
+
+    enum class Removal { kDeleted, kSkipped, kFailed };
+
+    static int64_t nowMs();
+    Managed *managed(const std::string &directory);
+    void reconcile(Managed &directory);
+    void enforce(Managed &directory);
+    // Deletes one recording inside the caller's transaction, or finds that
+    // it must not be deleted after all (and corrects its row), or fails
+    // (mLastError says why).
+    Removal remove(const Recording &recording, const std::string &reason, int64_t freeBefore);
+    void report(Managed &directory, int health, const std::string &message, int64_t freeBytes);
+    double bytesPerSecond(const std::string &directory) const;
+    // The settings of the channels whose files go into directory (writingOnly:
+    // of those writing a file there now).
+    std::vector<ChannelSettings> channelsInto(const std::string &directory, bool writingOnly) const;
+
+    Catalog &mCatalog;
+    const KeeperConfig &mConfig;
+    std::map<std::string, Managed> mDirectories;  // by resolved path
+    std::map<int, ChannelSettings> mChannels;
+    // The file each channel is writing, and where.
+    std::map<int, std::string> mWriting;
+    std::map<int, std::string> mChannelDirectory;
+    std::string mLastError;
+};
+
+}  // namespace dvrkeeper
+
+#endif  // DVR_KEEPER_STORAGE_KEEPER_H
