@@ -264,6 +264,12 @@ void Catalog::setState(const std::string &path, Recording::State state) {
     update.run();
 }
 
+void Catalog::forget(const std::string &path) {
+    SqlStatement remove(mDb, "DELETE FROM recordings WHERE path = ?");
+    remove.bind(1, path);
+    remove.run();
+}
+
 int64_t Catalog::totalBytes(const std::string &directory) {
     SqlStatement query(mDb,
                        "SELECT COALESCE(SUM(bytes), 0) FROM recordings WHERE directory = ? AND"
@@ -309,9 +315,7 @@ void Catalog::forEach(const Filter &filter, const std::function<void(const Recor
 
 void Catalog::recordDeletion(const Recording &deleted, const std::string &reason,
                              int64_t freeBefore, int64_t nowMs) {
-    SqlStatement remove(mDb, "DELETE FROM recordings WHERE path = ?");
-    remove.bind(1, deleted.path);
-    remove.run();
+    forget(deleted.path);
     SqlStatement insert(mDb,
                         "INSERT INTO deletions (path, encoder_id, started_ms, bytes, deleted_ms,"
                         " reason, free_before) VALUES (?,?,?,?,?,?,?)");

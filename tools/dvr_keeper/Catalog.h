@@ -60,6 +60,8 @@ public:
     // settledBeforeMs; never locked, never being written.
     std::optional<Recording> oldestDeletable(const std::string &directory, int64_t settledBeforeMs);
     void setState(const std::string &path, Recording::State state);
+    // Removes the row of a file that was never made.
+    void forget(const std::string &path);
     // The bytes of the recordings on disk in directory, as catalogued.
     int64_t totalBytes(const std::string &directory);
     // Returns false when path is not in the catalog.

@@ -26,8 +26,8 @@ constexpr int kErrorCbkId = 1;
 class ServiceDeath : public android::IBinder::DeathRecipient {
 public:
     explicit ServiceDeath(KeeperEventQueue &queue) : mQueue(queue) {}
-    void binderDied(const android::wp<android::IBinder> &) override {
-        mQueue.push({KeeperEvent::Kind::kServiceDied, -1, "", 0});
+    void binderDied(const android::wp<android::IBinder> &who) override {
+        mQueue.push({KeeperEvent::Kind::kServiceDied, -1, "", 0, who.unsafe_get()});
     }
 
 private:
@@ -96,7 +96,11 @@ sp<IDVR> KeeperDaemon::connect(StorageKeeper &keeper) {
             continue;
         }
         const sp<android::IBinder> binder = android::IInterface::asBinder(service);
-        binder->linkToDeath(mDeathRecipient);
+        if (binder->linkToDeath(mDeathRecipient) != android::OK) {
+            // Found the socket of a service that has died since.
+            std::this_thread::sleep_for(std::chrono::milliseconds(kLookupMs));
+            continue;
+        }
         const int pid = getpid();
         const int established = service->establishCallback(pid, mCallback);
         // A subscription of an earlier attempt may be there still: the
@@ -113,12 +117,14 @@ sp<IDVR> KeeperDaemon::connect(StorageKeeper &keeper) {
             continue;
         }
         const int recorders = service->getRecorderCount();
+        mEncoders.clear();
         for (int index = 0; index < recorders; ++index) {
             int encoderId = -1;
             if (service->getEncoder(index, &encoderId) == 0) {
-                readChannel(service, keeper, encoderId);
+                mEncoders.push_back(encoderId);
             }
         }
+        readChannels(service, keeper);
         KEEPER_LOGI("Following the service '%s' (%d channels)\n", mConfig.service.c_str(),
                     recorders);
         // Whatever was written while the keeper was not listening.
@@ -142,6 +148,7 @@ bool KeeperDaemon::follow(const sp<IDVR> &service, StorageKeeper &keeper) {
             }
             switch (event->kind) {
                 case KeeperEvent::Kind::kRecordStart:
+                    // A new recording may bring new settings.
                     readChannel(service, keeper, event->encoderId);
                     keeper.recordStarted(event->encoderId, event->path);
                     break;
@@ -153,6 +160,10 @@ bool KeeperDaemon::follow(const sp<IDVR> &service, StorageKeeper &keeper) {
                                 event->value);
                     break;
                 case KeeperEvent::Kind::kServiceDied:
+                    if (event->binder != android::IInterface::asBinder(service).get() ||
+                        android::IInterface::asBinder(service)->isBinderAlive()) {
+                        break;  // about an earlier connection
+                    }
                     KEEPER_LOGW("The service '%s' died; waiting for it to come back\n",
                                 mConfig.service.c_str());
                     keeper.serviceLost();
@@ -171,6 +182,12 @@ void KeeperDaemon::disconnect(const sp<IDVR> &service) {
     service->unregisterCallback(pid, kRecordCbkId, dvrspace::DVR_CBK_OBJ_RECORD);
     service->unregisterCallback(pid, kErrorCbkId, dvrspace::DVR_CBK_OBJ_ERROR);
     service->destroyCallback(pid);
+}
+
+void KeeperDaemon::readChannels(const sp<IDVR> &service, StorageKeeper &keeper) {
+    for (const int encoderId : mEncoders) {
+        readChannel(service, keeper, encoderId);
+    }
 }
 
 void KeeperDaemon::readChannel(const sp<IDVR> &service, StorageKeeper &keeper, int encoderId) {

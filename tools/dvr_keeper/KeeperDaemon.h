@@ -6,6 +6,8 @@
 #ifndef DVR_KEEPER_KEEPER_DAEMON_H
 #define DVR_KEEPER_KEEPER_DAEMON_H
 
+#include <vector>
+
 #include "IDVR.h"
 #include "KeeperConfig.h"
 #include "KeeperEventQueue.h"
@@ -29,6 +31,8 @@ private:
     // Handles events until the service dies (false) or a stop (true).
     bool follow(const android::sp<dvrspace::IDVR> &service, StorageKeeper &keeper);
     void disconnect(const android::sp<dvrspace::IDVR> &service);
+    // The bit rate and file length of every channel, for the policy.
+    void readChannels(const android::sp<dvrspace::IDVR> &service, StorageKeeper &keeper);
     void readChannel(const android::sp<dvrspace::IDVR> &service, StorageKeeper &keeper,
                      int encoderId);
     void housekeeping(StorageKeeper &keeper);
@@ -38,6 +42,7 @@ private:
     // Held here: the binder keeps only a weak reference to a recipient.
     android::sp<android::IBinder::DeathRecipient> mDeathRecipient;
     android::sp<dvrspace::IDVRCallback> mCallback;
+    std::vector<int> mEncoders;  // of the service followed
 };
 
 }  // namespace dvrkeeper

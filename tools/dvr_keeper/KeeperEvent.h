@@ -12,6 +12,9 @@ struct KeeperEvent {
     int encoderId = -1;
     std::string path;  // record start and finish
     int value = 0;     // error code
+    // Service died: which connection's binder (a death reported for an
+    // earlier connection is stale).
+    const void *binder = nullptr;
 };
 
 }  // namespace dvrkeeper

@@ -24,6 +24,7 @@ constexpr int64_t kBytesPerGb = 1000 * kBytesPerMb;
 constexpr int64_t kMsPerDay = 24LL * 3600 * 1000;
 // An unmet policy is logged again at most this often while it stays unmet.
 constexpr int64_t kRepeatErrorMs = 60 * 1000;
+constexpr int64_t kStatusEveryMs = 1000;
 
 std::string resolvedDirectory(const std::string &directory) {
     char resolved[PATH_MAX];
@@ -113,6 +114,16 @@ void StorageKeeper::recordFinished(int encoderId, const std::string &servicePath
     const std::string path = resolve(servicePath);
     Recording recording;
     const std::optional<Recording> known = mCatalog.find(path);
+    const auto writing = mWriting.find(encoderId);
+    if (writing != mWriting.end() && writing->second == path) {
+        mWriting.erase(writing);
+    }
+    if (access(path.c_str(), F_OK) != 0) {
+        // A file stopped before it got any data is never made.
+        KEEPER_LOGW("Finished recording %s is not on disk; not catalogued\n", path.c_str());
+        mCatalog.forget(path);
+        return;
+    }
     if (known) {
         recording = *known;
     } else {
@@ -124,10 +135,7 @@ void StorageKeeper::recordFinished(int encoderId, const std::string &servicePath
     recording.closedCleanly = true;
     recording.state = Recording::State::kFinished;
     std::string error;
-    if (access(path.c_str(), F_OK) != 0) {
-        KEEPER_LOGW("Finished recording %s is not on disk\n", path.c_str());
-        recording.state = Recording::State::kMissing;
-    } else if (!FileProbe::fill(recording, mConfig.verify, &error)) {
+    if (!FileProbe::fill(recording, mConfig.verify, &error)) {
         KEEPER_LOGW("Cannot read finished recording %s: %s\n", path.c_str(), error.c_str());
     }
     if (!known) {
@@ -136,10 +144,6 @@ void StorageKeeper::recordFinished(int encoderId, const std::string &servicePath
             *recording.finishedMs - static_cast<int64_t>(recording.durationSeconds * 1000);
     }
     mCatalog.put(recording);
-    const auto writing = mWriting.find(encoderId);
-    if (writing != mWriting.end() && writing->second == path) {
-        mWriting.erase(writing);
-    }
 }
 
 void StorageKeeper::serviceLost() {
@@ -346,8 +350,14 @@ void StorageKeeper::report(Managed &directory, int health, const std::string &me
     } else if (health == 0 && directory.health != 0) {
         KEEPER_LOGI("The policy of %s holds again\n", directory.policy.path.c_str());
     }
+    const bool changed = health != directory.health || message != directory.message;
     directory.health = health;
     directory.message = message;
+    // At most once a second while nothing changes: this runs at every file.
+    if (!changed && now - directory.lastWrittenMs < kStatusEveryMs) {
+        return;
+    }
+    directory.lastWrittenMs = now;
     DirectoryStatus status;
     status.path = directory.policy.path;
     status.freeGoalBytes = freeGoal(directory.policy.path);

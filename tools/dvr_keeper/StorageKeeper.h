@@ -64,6 +64,7 @@ private:
         int health = 0;
         std::string message;
         int64_t lastErrorLogMs = 0;
+        int64_t lastWrittenMs = 0;  // of the status in the catalog
     };
 
     enum class Removal { kDeleted, kSkipped, kFailed };

@@ -11,6 +11,7 @@
 
 #include "Catalog.h"
 #include "KeeperConfig.h"
+#include "KeeperTestPaths.h"
 #include "LogCapture.h"
 #include "SmallFilesystem.h"
 #include "StorageKeeper.h"
@@ -25,17 +26,6 @@ namespace {
 
 constexpr int64_t kMb = 1000 * 1000;
 
-int64_t nowMs() {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
-
-std::string resolved(const std::string &path) {
-    char buffer[PATH_MAX];
-    return realpath(path.c_str(), buffer) != nullptr ? buffer : path;
-}
-
 class StorageKeeperTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -43,7 +33,7 @@ protected:
         if (!disk->mounted()) {
             GTEST_SKIP() << disk->why();
         }
-        storage = resolved(disk->path());
+        storage = dvrtest::resolvedPath(disk->path());
         catalog = Catalog::open(dir.file("catalog.db"), Catalog::Damaged::kMoveAside);
     }
 
@@ -208,10 +198,10 @@ TEST_F(StorageKeeperTest, ReconcileCataloguesFoundFilesAndMarksVanishedOnes) {
 TEST_F(StorageKeeperTest, VanishedDirectoryIsReportedAndItsRowsMarkedMissing) {
     const std::string plain = dir.file("plain");
     mkdir(plain.c_str(), 0755);
-    const std::string file = resolved(plain) + "/a.ts";
+    const std::string file = dvrtest::resolvedPath(plain) + "/a.ts";
     std::ofstream(file) << "a";
     KeeperConfig settings;
-    settings.set("dir", resolved(plain));
+    settings.set("dir", dvrtest::resolvedPath(plain));
     StorageKeeper keeper(*catalog, settings);
     keeper.reconcile();
     ASSERT_TRUE(catalog->find(file).has_value());
@@ -222,14 +212,14 @@ TEST_F(StorageKeeperTest, VanishedDirectoryIsReportedAndItsRowsMarkedMissing) {
     keeper.enforce();
 
     EXPECT_EQ(Recording::State::kMissing, catalog->find(file)->state);
-    const std::string expected =
-        "storage directory " + resolved(plain) + " cannot be read: No such file or directory\n";
+    const std::string expected = "storage directory " + dvrtest::resolvedPath(plain) +
+                                 " cannot be read: No such file or directory\n";
     EXPECT_EQ(1u, log.count(ANDROID_LOG_ERROR, "DVRKeeper", expected));
     EXPECT_EQ(2, catalog->directories()[0].health);
 }
 
 TEST_F(StorageKeeperTest, TotalAndAgeLimitsDeleteTheOldestFirst) {
-    const int64_t now = nowMs();
+    const int64_t now = dvrtest::wallClockMs();
     const std::string ancient = addFile("ancient.ts", 1000, now - 3 * 86400 * 1000LL);
     const std::string old = addFile("old.ts", 1000, now - 2 * 3600 * 1000LL);
     const std::string recent = addFile("recent.ts", 1000, now - 3600 * 1000LL);
