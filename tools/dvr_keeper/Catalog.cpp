@@ -32,6 +32,8 @@ const char *const kMigrations[] = {
     " path TEXT PRIMARY KEY, free_goal INTEGER NOT NULL, total_limit INTEGER,"
     " age_limit_days REAL, free_bytes INTEGER NOT NULL, bytes_per_second REAL NOT NULL,"
     " health INTEGER NOT NULL, message TEXT NOT NULL, checked_ms INTEGER NOT NULL);",
+    // 3: list in start order without sorting the whole table.
+    "CREATE INDEX recordings_by_start ON recordings (started_ms, path);",
 };
 static_assert(sizeof(kMigrations) / sizeof(kMigrations[0]) == Catalog::kSchemaVersion,
               "one migration per schema version");
@@ -134,7 +136,9 @@ std::unique_ptr<Catalog> Catalog::open(const std::string &path, Damaged damaged,
 std::unique_ptr<Catalog> Catalog::openAndMigrate(const std::string &path) {
     sqlite3 *db = nullptr;
     const int code =
-        sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+        // One thread at a time: no SQLite mutexes.
+        sqlite3_open_v2(path.c_str(), &db,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
     if (code != SQLITE_OK) {
         const std::string message = db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(code);
         sqlite3_close_v2(db);

@@ -24,7 +24,7 @@ namespace dvrkeeper {
 class Catalog {
 public:
     // The schema version this code writes.
-    static constexpr int kSchemaVersion = 2;
+    static constexpr int kSchemaVersion = 3;
 
     enum class Damaged {
         kFail,       // throw CatalogError (the command line)

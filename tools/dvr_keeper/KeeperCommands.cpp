@@ -13,11 +13,25 @@ namespace dvrkeeper {
 namespace {
 
 std::string localTime(int64_t ms) {
+    // Time zones change their offset on a quarter hour at most: the offset
+    // found for a quarter's start serves all of it, and the rest is plain
+    // arithmetic (a list converts thousands of times in a row).
+    static std::time_t cachedQuarter = -1;
+    static long cachedOffset = 0;
     const std::time_t seconds = static_cast<std::time_t>(ms / 1000);
+    const std::time_t quarter = seconds - seconds % 900;
+    if (quarter != cachedQuarter) {
+        std::tm local{};
+        localtime_r(&quarter, &local);
+        cachedOffset = local.tm_gmtoff;
+        cachedQuarter = quarter;
+    }
+    const std::time_t shifted = seconds + cachedOffset;
     std::tm local{};
-    localtime_r(&seconds, &local);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+    gmtime_r(&shifted, &local);
+    char text[80];  // room for any int, as the compiler checks
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900,
+                  local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
     return text;
 }
 
@@ -152,8 +166,11 @@ int listCommand(Catalog &catalog, const CommandOptions &options, std::FILE *out)
     Catalog::Filter filter;
     filter.encoderId = options.channel;
     filter.sinceMs = options.sinceMs;
+    // One lock of the stream for the whole list, not one per line.
+    flockfile(out);
     catalog.forEach(
         filter, [&](const Recording &recording) { printRecording(recording, options.json, out); });
+    funlockfile(out);
     return 0;
 }
 

@@ -119,9 +119,14 @@ void StorageKeeper::recordFinished(int encoderId, const std::string &servicePath
         mWriting.erase(writing);
     }
     if (access(path.c_str(), F_OK) != 0) {
-        // A file stopped before it got any data is never made.
-        KEEPER_LOGW("Finished recording %s is not on disk; not catalogued\n", path.c_str());
-        mCatalog.forget(path);
+        if (known && access(directoryOf(path).c_str(), F_OK) != 0) {
+            KEEPER_LOGW("Recording %s is gone from disk; marked missing\n", path.c_str());
+            mCatalog.setState(path, Recording::State::kMissing);
+        } else {
+            // A file stopped before it got any data is never made.
+            KEEPER_LOGW("Finished recording %s is not on disk; not catalogued\n", path.c_str());
+            mCatalog.forget(path);
+        }
         return;
     }
     if (known) {
@@ -247,8 +252,8 @@ void StorageKeeper::enforce(Managed &directory) {
     for (;;) {
         struct statvfs space {};
         if (statvfs(path.c_str(), &space) != 0) {
-            report(directory, 2,
-                   "storage directory " + path + " cannot be read: " + std::strerror(errno), 0);
+            // Gone or unreadable: reconciling marks its rows and says so.
+            reconcile(directory);
             return;
         }
         const int64_t freeBytes = int64_t(space.f_bavail) * int64_t(space.f_frsize);

@@ -68,10 +68,10 @@ TEST(KeeperCatalog, NewCatalogIsAtTheCurrentSchemaVersionInWalMode) {
     const std::string path = dir.file("catalog.db");
     {
         const auto catalog = Catalog::open(path, Catalog::Damaged::kFail);
-        EXPECT_EQ(2, catalog->schemaVersion());
+        EXPECT_EQ(3, catalog->schemaVersion());
         EXPECT_EQ("ok", catalog->integrityCheck());
     }
-    EXPECT_EQ("2", ask(path, "PRAGMA user_version"));
+    EXPECT_EQ("3", ask(path, "PRAGMA user_version"));
     EXPECT_EQ("wal", ask(path, "PRAGMA journal_mode"));
 }
 
@@ -95,7 +95,7 @@ TEST(KeeperCatalog, VersionOneCatalogIsMigratedKeepingItsRows) {
            " VALUES ('/rec/a.ts', '/rec', 100, 'finished', 5000, 1);"
            "PRAGMA user_version=1;");
     const auto catalog = Catalog::open(path, Catalog::Damaged::kFail);
-    EXPECT_EQ(2, catalog->schemaVersion());
+    EXPECT_EQ(3, catalog->schemaVersion());
     const std::optional<Recording> kept = catalog->find("/rec/a.ts");
     ASSERT_TRUE(kept.has_value());
     EXPECT_EQ(5000, kept->startedMs);
@@ -107,6 +107,8 @@ TEST(KeeperCatalog, VersionOneCatalogIsMigratedKeepingItsRows) {
     catalog->putDirectory(status);
     ASSERT_EQ(1u, catalog->directories().size());
     EXPECT_EQ(1, catalog->directories()[0].health);
+    EXPECT_EQ("recordings_by_start",
+              ask(path, "SELECT name FROM sqlite_master WHERE name = 'recordings_by_start'"));
 }
 
 TEST(KeeperCatalog, CatalogOfANewerKeeperIsRefused) {
@@ -117,7 +119,7 @@ TEST(KeeperCatalog, CatalogOfANewerKeeperIsRefused) {
         Catalog::open(path, Catalog::Damaged::kMoveAside);
         FAIL() << "a newer schema was opened";
     } catch (const CatalogError &error) {
-        EXPECT_EQ(path + ": schema version 99 is newer than this keeper's 2",
+        EXPECT_EQ(path + ": schema version 99 is newer than this keeper's 3",
                   std::string(error.what()));
         EXPECT_FALSE(error.corrupt());
     }
@@ -142,7 +144,7 @@ TEST(KeeperCatalog, CorruptFileFailsTheCommandLineAndIsMovedAsideByTheDaemon) {
     ASSERT_EQ(0u, movedTo.rfind(path + ".corrupt-", 0)) << movedTo;
     EXPECT_EQ(std::string(8192, 'x'), contents(movedTo));
     EXPECT_EQ("ok", catalog->integrityCheck());
-    EXPECT_EQ(2, catalog->schemaVersion());
+    EXPECT_EQ(3, catalog->schemaVersion());
     EXPECT_FALSE(catalog->find("/rec/a.ts").has_value());
 }
 

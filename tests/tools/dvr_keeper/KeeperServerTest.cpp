@@ -5,6 +5,7 @@
 #include <dirent.h>
 #include <gtest/gtest.h>
 #include <limits.h>
+#include <sys/mount.h>
 #include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -519,4 +520,37 @@ TEST_F(KeeperServer, CatalogOnAReadOnlyFilesystemStopsTheKeeperAndDeletesNothing
                                                    database + ": unable to open database file"))
         << keeper.log();
     EXPECT_EQ(1u, recordingsIn(storage).size());
+}
+
+TEST_F(KeeperServer, VanishedStorageDirectoryIsReportedAndNothingIsDeleted) {
+    startServer();
+    startKeeper();
+    ASSERT_TRUE(keeper.waitForLog("Following the service 'dvr' (2 channels)")) << keeper.log();
+    prepareChannel(0, 1);
+    ASSERT_EQ(0, dvr->startRecord(ServerProcess::kEncoderIds[0]));
+    ASSERT_TRUE(waitForAnyFinishes(3));
+
+    // Gone: unmounted and removed under the running recording. (The
+    // service's next file, named already, then fails with a severe error:
+    // that is the service's own behaviour.)
+    ASSERT_EQ(0, umount2(storage.c_str(), MNT_DETACH));
+    ASSERT_EQ(0, rmdir(storage.c_str()));
+    const std::string gone =
+        "storage directory " + storage + " cannot be read: No such file or directory";
+    ASSERT_TRUE(keeper.waitForLog(gone)) << keeper.log();
+    stopRecording();
+
+    const dvrtest::CommandResult stats = dvrtest::runKeeper({"--db", database, "stats", "--json"});
+    EXPECT_EQ(0, stats.status) << stats.err;
+    EXPECT_EQ(0u, stats.out.rfind("{\"health\": 2, ", 0)) << stats.out;
+    EXPECT_NE(std::string::npos, stats.out.find("\"message\": \"" + gone + "\"")) << stats.out;
+    // Still running, and it stops cleanly.
+    EXPECT_EQ(0, keeper.stop(SIGTERM));
+    const auto catalog = Catalog::open(database, Catalog::Damaged::kFail);
+    EXPECT_TRUE(catalog->deletions().empty());
+    const std::vector<Recording> rows = catalog->inDirectory(storage);
+    EXPECT_GE(rows.size(), 3u);
+    for (const Recording &row : rows) {
+        EXPECT_EQ(Recording::State::kMissing, row.state) << row.path;
+    }
 }

@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 
 #include <fstream>
+#include <iterator>
 
 #include "Catalog.h"
+#include "KeeperConfig.h"
 #include "KeeperProcess.h"
 #include "TempDir.h"
 
@@ -197,4 +199,39 @@ TEST_F(KeeperTool, StatsGivesSpacePerChannelLockedFilesAndHealth) {
     EXPECT_EQ(0, plain.status);
     EXPECT_NE(std::string::npos, plain.out.find("locked files: 1\n")) << plain.out;
     EXPECT_NE(std::string::npos, plain.out.find("\nhealth: 1\n")) << plain.out;
+}
+
+TEST(KeeperUnit, InstalledUnitRunsTheInstalledKeeperWithTheShippedConfiguration) {
+    dvrtest::TempDir dir;
+    const std::string prefix = dir.file("prefix");
+    const CommandResult install = dvrtest::runCommand(
+        std::string(DVR_CMAKE_COMMAND) + " --install " + DVR_BINARY_DIR + " --prefix " + prefix);
+    ASSERT_EQ(0, install.status) << install.out << install.err;
+    const std::string unit = prefix + "/lib/systemd/system/dvr-keeper.service";
+    std::ifstream in(unit);
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    for (const std::string &line : std::vector<std::string>{
+             "Wants=dvr.service\n", "After=dvr.service local-fs.target\n", "Type=simple\n",
+             "Restart=on-failure\n", "KillSignal=SIGTERM\n", "StateDirectory=dvr-keeper\n",
+             "ExecStart=" + prefix + "/bin/dvr-keeper $DVR_KEEPER_OPTIONS run\n",
+             "Environment=\"DVR_KEEPER_OPTIONS=--config " + prefix + "/etc/dvr/keeper.conf\"\n",
+             "EnvironmentFile=-" + prefix + "/etc/default/dvr-keeper\n"}) {
+        EXPECT_NE(std::string::npos, text.find("\n" + line)) << line << text;
+    }
+    // systemd's own check: syntax, and that the keeper it names exists.
+    const CommandResult verify = dvrtest::runCommand("systemd-analyze verify " + unit);
+    EXPECT_EQ(0, verify.status) << verify.err;
+    EXPECT_EQ("", verify.err);
+    // The shipped configuration reads, and the keeper answers with it.
+    const std::string config = prefix + "/etc/dvr/keeper.conf";
+    dvrkeeper::KeeperConfig settings;
+    settings.load(config);
+    ASSERT_EQ(1u, settings.directories.size());
+    EXPECT_EQ("/tmp/dvr_default", settings.directories[0].path);
+    EXPECT_EQ("/var/lib/dvr-keeper/catalog.db", settings.database);
+    // (The build's keeper: the installed one finds its libraries only in a
+    // system prefix.)
+    const CommandResult stats = runKeeper({"--config", config, "--db", dir.file("c.db"), "stats"});
+    EXPECT_EQ(0, stats.status) << stats.err;
+    EXPECT_EQ("locked files: 0\nhealth: 0\n", stats.out);
 }
