@@ -168,6 +168,9 @@ int Catalog::schemaVersion() {
 }
 
 void Catalog::migrate() {
+    if (schemaVersion() == kSchemaVersion) {
+        return;  // no write lock for a reader of a current catalog
+    }
     begin();
     try {
         const int version = schemaVersion();

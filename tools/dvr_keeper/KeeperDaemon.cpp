@@ -22,6 +22,8 @@ namespace {
 constexpr int kLookupMs = 1000;
 constexpr int kRecordCbkId = 0;
 constexpr int kErrorCbkId = 1;
+// A start this soon after the channel's finish is a roll-over to its next file.
+constexpr int64_t kRollOverMs = 1000;
 
 class ServiceDeath : public android::IBinder::DeathRecipient {
 public:
@@ -138,22 +140,35 @@ bool KeeperDaemon::follow(const sp<IDVR> &service, StorageKeeper &keeper) {
     auto nextHousekeeping = std::chrono::steady_clock::now() + interval;
     for (;;) {
         const auto now = std::chrono::steady_clock::now();
+        // Notifications first: the figures of finished files wait.
         const std::optional<KeeperEvent> event = mQueue.pop(
-            std::chrono::duration_cast<std::chrono::milliseconds>(nextHousekeeping - now));
+            keeper.hasUnprobed()
+                ? std::chrono::milliseconds(0)
+                : std::chrono::duration_cast<std::chrono::milliseconds>(nextHousekeeping - now));
         try {
+            if (!event && keeper.hasUnprobed() && now < nextHousekeeping) {
+                keeper.probeOne();
+                continue;
+            }
             if (!event) {
+                readChannels(service, keeper);
                 housekeeping(keeper);
                 nextHousekeeping = std::chrono::steady_clock::now() + interval;
                 continue;
             }
             switch (event->kind) {
                 case KeeperEvent::Kind::kRecordStart:
-                    // A new recording may bring new settings.
-                    readChannel(service, keeper, event->encoderId);
-                    keeper.recordStarted(event->encoderId, event->path);
+                    // A new recording may bring new settings; a roll-over
+                    // (a start right after the channel's finish) does not,
+                    // and is not slowed down by asking the service.
+                    if (event->atMs - mLastFinishMs[event->encoderId] > kRollOverMs) {
+                        readChannel(service, keeper, event->encoderId);
+                    }
+                    keeper.recordStarted(event->encoderId, event->path, event->atMs);
                     break;
                 case KeeperEvent::Kind::kRecordFinish:
-                    keeper.recordFinished(event->encoderId, event->path);
+                    mLastFinishMs[event->encoderId] = event->atMs;
+                    keeper.recordFinished(event->encoderId, event->path, event->atMs);
                     break;
                 case KeeperEvent::Kind::kSevereError:
                     KEEPER_LOGW("Channel %d reported a severe error %d\n", event->encoderId,
@@ -169,6 +184,8 @@ bool KeeperDaemon::follow(const sp<IDVR> &service, StorageKeeper &keeper) {
                     keeper.serviceLost();
                     return false;
                 case KeeperEvent::Kind::kStop:
+                    while (keeper.probeOne()) {
+                    }
                     return true;
             }
         } catch (const CatalogError &error) {

@@ -6,6 +6,8 @@
 #ifndef DVR_KEEPER_KEEPER_DAEMON_H
 #define DVR_KEEPER_KEEPER_DAEMON_H
 
+#include <cstdint>
+#include <map>
 #include <vector>
 
 #include "IDVR.h"
@@ -42,7 +44,8 @@ private:
     // Held here: the binder keeps only a weak reference to a recipient.
     android::sp<android::IBinder::DeathRecipient> mDeathRecipient;
     android::sp<dvrspace::IDVRCallback> mCallback;
-    std::vector<int> mEncoders;  // of the service followed
+    std::vector<int> mEncoders;            // of the service followed
+    std::map<int, int64_t> mLastFinishMs;  // per channel
 };
 
 }  // namespace dvrkeeper

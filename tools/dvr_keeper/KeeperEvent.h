@@ -2,6 +2,7 @@
 #ifndef DVR_KEEPER_KEEPER_EVENT_H
 #define DVR_KEEPER_KEEPER_EVENT_H
 
+#include <cstdint>
 #include <string>
 
 namespace dvrkeeper {
@@ -15,6 +16,9 @@ struct KeeperEvent {
     // Service died: which connection's binder (a death reported for an
     // earlier connection is stale).
     const void *binder = nullptr;
+    // When the notification arrived (wall clock, ms since the epoch): the
+    // worker may handle it later.
+    int64_t atMs = 0;
 };
 
 }  // namespace dvrkeeper

@@ -5,6 +5,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <climits>
@@ -91,16 +92,15 @@ void StorageKeeper::setChannel(int encoderId, const ChannelSettings &settings) {
     mChannels[encoderId] = settings;
 }
 
-void StorageKeeper::recordStarted(int encoderId, const std::string &servicePath) {
+void StorageKeeper::recordStarted(int encoderId, const std::string &servicePath, int64_t atMs) {
     Recording recording;
     recording.path = resolve(servicePath);
     recording.directory = directoryOf(recording.path);
     recording.encoderId = encoderId;
     recording.state = Recording::State::kRecording;
-    recording.startedMs = nowMs();
+    recording.startedMs = atMs;
     if (const std::optional<Recording> known = mCatalog.find(recording.path)) {
         recording.locked = known->locked;
-        recording.startedMs = std::min(recording.startedMs, known->startedMs);
     }
     mCatalog.put(recording);
     mWriting[encoderId] = recording.path;
@@ -110,7 +110,7 @@ void StorageKeeper::recordStarted(int encoderId, const std::string &servicePath)
     }
 }
 
-void StorageKeeper::recordFinished(int encoderId, const std::string &servicePath) {
+void StorageKeeper::recordFinished(int encoderId, const std::string &servicePath, int64_t atMs) {
     const std::string path = resolve(servicePath);
     Recording recording;
     const std::optional<Recording> known = mCatalog.find(path);
@@ -136,19 +136,46 @@ void StorageKeeper::recordFinished(int encoderId, const std::string &servicePath
         recording.directory = directoryOf(path);
     }
     recording.encoderId = encoderId;
-    recording.finishedMs = nowMs();
+    recording.finishedMs = atMs;
     recording.closedCleanly = true;
     recording.state = Recording::State::kFinished;
-    std::string error;
-    if (!FileProbe::fill(recording, mConfig.verify, &error)) {
-        KEEPER_LOGW("Cannot read finished recording %s: %s\n", path.c_str(), error.c_str());
-    }
     if (!known) {
         // The start was missed: the file began its duration before now.
+        probe(recording);
         recording.startedMs =
             *recording.finishedMs - static_cast<int64_t>(recording.durationSeconds * 1000);
+        mCatalog.put(recording);
+        return;
+    }
+    // Deletable from now on; its figures follow when the keeper has time
+    // (probeOne), so a busy keeper still makes room in time.
+    struct stat status {};
+    if (stat(path.c_str(), &status) == 0) {
+        recording.bytes = status.st_size;
     }
     mCatalog.put(recording);
+    mUnprobed.push_back(path);
+}
+
+bool StorageKeeper::probeOne() {
+    while (!mUnprobed.empty()) {
+        const std::string path = mUnprobed.front();
+        mUnprobed.pop_front();
+        std::optional<Recording> recording = mCatalog.find(path);
+        if (recording && recording->state == Recording::State::kFinished) {
+            probe(*recording);
+            mCatalog.put(*recording);
+            return true;
+        }
+    }
+    return false;
+}
+
+void StorageKeeper::probe(Recording &recording) const {
+    std::string error;
+    if (!FileProbe::fill(recording, mConfig.verify, &error)) {
+        KEEPER_LOGW("Cannot read recording %s: %s\n", recording.path.c_str(), error.c_str());
+    }
 }
 
 void StorageKeeper::serviceLost() {
@@ -210,6 +237,11 @@ void StorageKeeper::reconcile(Managed &directory) {
         struct stat status {};
         if (stat(row.path.c_str(), &status) != 0) {
             continue;
+        }
+        if (row.state == Recording::State::kFinished && row.container.empty() &&
+            std::find(mUnprobed.begin(), mUnprobed.end(), row.path) == mUnprobed.end()) {
+            // Finished while a keeper that died had no time for its figures.
+            mUnprobed.push_back(row.path);
         }
         const bool unsettled =
             row.state == Recording::State::kRecording || row.state == Recording::State::kMissing;

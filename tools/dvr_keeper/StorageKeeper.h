@@ -10,6 +10,7 @@
 #define DVR_KEEPER_STORAGE_KEEPER_H
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -37,11 +38,16 @@ public:
     std::string resolve(const std::string &servicePath) const;
     void setChannel(int encoderId, const ChannelSettings &settings);
 
-    // Record-start: catalogs the file as being written, then makes room in
-    // its directory.
-    void recordStarted(int encoderId, const std::string &servicePath);
-    // Record-finish: probes the file and catalogs its figures.
-    void recordFinished(int encoderId, const std::string &servicePath);
+    // Record-start that arrived at atMs: catalogs the file as being written,
+    // then makes room in its directory.
+    void recordStarted(int encoderId, const std::string &servicePath, int64_t atMs);
+    // Record-finish that arrived at atMs: catalogs the file as finished (so
+    // deletable) and queues it for its figures.
+    void recordFinished(int encoderId, const std::string &servicePath, int64_t atMs);
+    // Reads the figures of one finished file that has none yet; false when
+    // none waits. Called when nothing more urgent is to be done.
+    bool probeOne();
+    bool hasUnprobed() const { return !mUnprobed.empty(); }
     // The service went away: no file is being written any more as far as
     // the keeper can tell (the rows stay "recording" until reconciled).
     void serviceLost();
@@ -52,6 +58,9 @@ public:
     void reconcile();
     // Makes every managed directory meet its policy.
     void enforce();
+
+    // The wall clock in ms since the epoch, as the catalog keeps times.
+    static int64_t nowMs();
 
     // The free space a directory's policy keeps, and what the channels
     // currently writing there may still add.
@@ -69,8 +78,10 @@ private:
 
     enum class Removal { kDeleted, kSkipped, kFailed };
 
-    static int64_t nowMs();
     Managed *managed(const std::string &directory);
+    // Fills recording's figures from its file, logging a file that does not
+    // read as a recording.
+    void probe(Recording &recording) const;
     void reconcile(Managed &directory);
     void enforce(Managed &directory);
     // Deletes one recording inside the caller's transaction, or finds that
@@ -91,6 +102,7 @@ private:
     std::map<int, std::string> mWriting;
     std::map<int, std::string> mChannelDirectory;
     std::string mLastError;
+    std::deque<std::string> mUnprobed;  // finished files without figures
 };
 
 }  // namespace dvrkeeper

@@ -248,7 +248,7 @@ TEST_F(StorageKeeperTest, DefaultFreeGoalIsThreeFilesOfEveryChannelWritingThere)
     StorageKeeper keeper(*catalog, settings);
     // 1 Mbps for 8 s: 1 MB a file.
     keeper.setChannel(100, {1, 8});
-    keeper.recordStarted(100, storage + "/now.ts");
+    keeper.recordStarted(100, storage + "/now.ts", dvrtest::wallClockMs());
 
     EXPECT_EQ(3 * kMb, keeper.freeGoal(storage));
     // The file being written may still grow by one file.
