@@ -438,7 +438,9 @@ int64_t StorageKeeper::freeGoal(const std::string &directory) const {
 int64_t StorageKeeper::inFlightReserve(const std::string &directory) const {
     int64_t reserve = 0;
     for (const ChannelSettings &channel : channelsInto(directory, true)) {
-        reserve += channel.fileBytes();
+        // The file being written and the next one: the keeper may be a
+        // notification behind when the next file starts.
+        reserve += 2 * channel.fileBytes();
     }
     return reserve;
 }

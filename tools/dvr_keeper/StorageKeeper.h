@@ -62,8 +62,9 @@ public:
     // The wall clock in ms since the epoch, as the catalog keeps times.
     static int64_t nowMs();
 
-    // The free space a directory's policy keeps, and what the channels
-    // currently writing there may still add.
+    // The free space a directory's policy keeps, and the room kept on top
+    // while channels write there: two files' worth of each (the current file
+    // and the next, for a keeper that is a notification behind).
     int64_t freeGoal(const std::string &directory) const;
     int64_t inFlightReserve(const std::string &directory) const;
 
