@@ -1,0 +1,242 @@
+#include "KeeperCommands.h"
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include <climits>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
+namespace dvrkeeper {
+
+namespace {
+
+std::string localTime(int64_t ms) {
+    // Time zones change their offset on a quarter hour at most: the offset
+    // found for a quarter's start serves all of it, and the rest is plain
+    // arithmetic (a list converts thousands of times in a row).
+    static std::time_t cachedQuarter = -1;
+    static long cachedOffset = 0;
+    const std::time_t seconds = static_cast<std::time_t>(ms / 1000);
+    const std::time_t quarter = seconds - seconds % 900;
+    if (quarter != cachedQuarter) {
+        std::tm local{};
+        localtime_r(&quarter, &local);
+        cachedOffset = local.tm_gmtoff;
+        cachedQuarter = quarter;
+    }
+    const std::time_t shifted = seconds + cachedOffset;
+    std::tm local{};
+    gmtime_r(&shifted, &local);
+    char text[80];  // room for any int, as the compiler checks
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900,
+                  local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
+    return text;
+}
+
+std::string jsonText(const std::string &text) {
+    std::string quoted = "\"";
+    for (const char c : text) {
+        switch (c) {
+            case '"':
+                quoted += "\\\"";
+                break;
+            case '\\':
+                quoted += "\\\\";
+                break;
+            case '\n':
+                quoted += "\\n";
+                break;
+            default:
+                if (static_cast<unsigned char>(c) < 0x20) {
+                    char escaped[8];
+                    std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+                    quoted += escaped;
+                } else {
+                    quoted += c;
+                }
+        }
+    }
+    return quoted + "\"";
+}
+
+template <typename T>
+std::string jsonOptional(const std::optional<T> &value) {
+    if (!value) {
+        return "null";
+    }
+    if constexpr (std::is_same_v<T, bool>) {
+        return *value ? "true" : "false";
+    } else {
+        return std::to_string(*value);
+    }
+}
+
+std::string absolute(const std::string &file) {
+    char resolved[PATH_MAX];
+    return realpath(file.c_str(), resolved) != nullptr ? std::string(resolved) : file;
+}
+
+// Clears every write bit (lock) or gives the owner write permission back.
+void setWritable(const std::string &path, bool writable) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        return;
+    }
+    const mode_t mode = writable ? (status.st_mode | S_IWUSR)
+                                 : (status.st_mode & ~mode_t(S_IWUSR | S_IWGRP | S_IWOTH));
+    chmod(path.c_str(), mode & 07777);
+}
+
+void printRecording(const Recording &r, bool json, std::FILE *out) {
+    if (json) {
+        std::fprintf(out,
+                     "{\"path\": %s, \"encoder\": %s, \"state\": \"%s\", \"started_ms\": %lld,"
+                     " \"finished_ms\": %s, \"locked\": %s, \"closed_cleanly\": %s,"
+                     " \"duration_s\": %.3f, \"frames\": %lld, \"keyframes\": %lld,"
+                     " \"bytes\": %lld, \"audio\": %s, \"container\": %s,"
+                     " \"missing_slots\": %lld, \"largest_gap_ms\": %.1f,"
+                     " \"decoded_to_end\": %s}\n",
+                     jsonText(r.path).c_str(), jsonOptional(r.encoderId).c_str(),
+                     Recording::stateName(r.state), static_cast<long long>(r.startedMs),
+                     jsonOptional(r.finishedMs).c_str(), r.locked ? "true" : "false",
+                     jsonOptional(r.closedCleanly).c_str(), r.durationSeconds,
+                     static_cast<long long>(r.frames), static_cast<long long>(r.keyFrames),
+                     static_cast<long long>(r.bytes), r.hasAudio ? "true" : "false",
+                     jsonText(r.container).c_str(), static_cast<long long>(r.missingSlots),
+                     r.largestGapMs, jsonOptional(r.decodedToEnd).c_str());
+        return;
+    }
+    std::fprintf(out, "%s  %4s  %-9s %-6s %8.1fs %6lld frames %11lld bytes  %s\n",
+                 localTime(r.startedMs).c_str(),
+                 r.encoderId ? std::to_string(*r.encoderId).c_str() : "-",
+                 Recording::stateName(r.state), r.locked ? "locked" : "-", r.durationSeconds,
+                 static_cast<long long>(r.frames), static_cast<long long>(r.bytes), r.path.c_str());
+}
+
+}  // namespace
+
+std::optional<int64_t> parseTimeMs(const std::string &text) {
+    if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos) {
+        return std::strtoll(text.c_str(), nullptr, 10) * 1000;
+    }
+    for (const char *format :
+         {"%Y-%m-%dT%H:%M:%S", "%Y-%m-%d %H:%M:%S", "%Y-%m-%d %H:%M", "%Y-%m-%d"}) {
+        std::tm local{};
+        const char *end = strptime(text.c_str(), format, &local);
+        if (end != nullptr && *end == '\0') {
+            local.tm_isdst = -1;
+            return int64_t{std::mktime(&local)} * 1000;
+        }
+    }
+    return std::nullopt;
+}
+
+int setLockCommand(Catalog &catalog, const CommandOptions &options, bool lock, std::FILE *out) {
+    std::vector<std::string> paths;
+    if (options.last) {
+        for (const Recording &recording : catalog.newest(*options.channel, *options.last)) {
+            paths.push_back(recording.path);
+        }
+        if (paths.empty()) {
+            std::fprintf(stderr, "dvr-keeper: no recordings of channel %lld in the catalog\n",
+                         static_cast<long long>(*options.channel));
+            return 1;
+        }
+    } else {
+        for (const std::string &file : options.files) {
+            paths.push_back(absolute(file));
+        }
+    }
+    int status = 0;
+    for (const std::string &path : paths) {
+        if (!catalog.setLocked(path, lock)) {
+            std::fprintf(stderr, "dvr-keeper: %s is not in the catalog\n", path.c_str());
+            status = 1;
+            continue;
+        }
+        setWritable(path, !lock);
+        std::fprintf(out, "%s %s\n", lock ? "locked" : "unlocked", path.c_str());
+    }
+    return status;
+}
+
+int listCommand(Catalog &catalog, const CommandOptions &options, std::FILE *out) {
+    Catalog::Filter filter;
+    filter.encoderId = options.channel;
+    filter.sinceMs = options.sinceMs;
+    // One lock of the stream for the whole list, not one per line.
+    flockfile(out);
+    catalog.forEach(
+        filter, [&](const Recording &recording) { printRecording(recording, options.json, out); });
+    funlockfile(out);
+    return 0;
+}
+
+int statsCommand(Catalog &catalog, const CommandOptions &options, std::FILE *out) {
+    const std::vector<Catalog::ChannelUsage> channels = catalog.channelUsage();
+    std::vector<DirectoryStatus> directories = catalog.directories();
+    int health = 0;
+    for (DirectoryStatus &directory : directories) {
+        struct statvfs space {};
+        if (statvfs(directory.path.c_str(), &space) == 0) {
+            directory.freeBytes = int64_t(space.f_bavail) * int64_t(space.f_frsize);
+        }
+        health = std::max(health, directory.health);
+    }
+    const auto hoursLeft = [](const DirectoryStatus &d) -> std::optional<double> {
+        if (d.bytesPerSecond <= 0) {
+            return std::nullopt;
+        }
+        return std::max<double>(0, d.freeBytes - d.freeGoalBytes) / d.bytesPerSecond / 3600;
+    };
+    const int64_t locked = catalog.lockedCount();
+    if (options.json) {
+        std::fprintf(out, "{\"health\": %d, \"locked_files\": %lld, \"channels\": [", health,
+                     static_cast<long long>(locked));
+        for (size_t i = 0; i < channels.size(); ++i) {
+            const Catalog::ChannelUsage &c = channels[i];
+            std::fprintf(out,
+                         "%s{\"encoder\": %s, \"files\": %lld, \"bytes\": %lld,"
+                         " \"oldest_ms\": %lld, \"newest_ms\": %lld}",
+                         i == 0 ? "" : ", ", jsonOptional(c.encoderId).c_str(),
+                         static_cast<long long>(c.files), static_cast<long long>(c.bytes),
+                         static_cast<long long>(c.oldestMs), static_cast<long long>(c.newestMs));
+        }
+        std::fprintf(out, "], \"directories\": [");
+        for (size_t i = 0; i < directories.size(); ++i) {
+            const DirectoryStatus &d = directories[i];
+            const std::optional<double> hours = hoursLeft(d);
+            std::fprintf(out,
+                         "%s{\"path\": %s, \"free_bytes\": %lld, \"free_goal_bytes\": %lld,"
+                         " \"hours_left\": %s, \"health\": %d, \"message\": %s}",
+                         i == 0 ? "" : ", ", jsonText(d.path).c_str(),
+                         static_cast<long long>(d.freeBytes),
+                         static_cast<long long>(d.freeGoalBytes),
+                         hours ? std::to_string(*hours).c_str() : "null", d.health,
+                         jsonText(d.message).c_str());
+        }
+        std::fprintf(out, "]}\n");
+        return 0;
+    }
+    for (const Catalog::ChannelUsage &c : channels) {
+        std::fprintf(out, "channel %s: %lld files, %lld bytes, oldest %s, newest %s\n",
+                     c.encoderId ? std::to_string(*c.encoderId).c_str() : "unknown",
+                     static_cast<long long>(c.files), static_cast<long long>(c.bytes),
+                     localTime(c.oldestMs).c_str(), localTime(c.newestMs).c_str());
+    }
+    std::fprintf(out, "locked files: %lld\n", static_cast<long long>(locked));
+    for (const DirectoryStatus &d : directories) {
+        const std::optional<double> hours = hoursLeft(d);
+        std::fprintf(out, "directory %s: free %lld bytes, goal %lld bytes, hours left %s%s%s\n",
+                     d.path.c_str(), static_cast<long long>(d.freeBytes),
+                     static_cast<long long>(d.freeGoalBytes),
+                     hours ? std::to_string(*hours).c_str() : "-", d.health != 0 ? ", " : "",
+                     d.message.c_str());
+    }
+    std::fprintf(out, "health: %d\n", health);
+    return 0;
+}
+
+}  // namespace dvrkeeper
