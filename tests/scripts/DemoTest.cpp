@@ -19,7 +19,8 @@ namespace {
 
 constexpr size_t kCheckoutPathLength = 120;
 constexpr const char *kDirectoryLine =
-    "The recordings, the snapshot, the notifications and the server's log are in ";
+    "The recordings, the snapshot, the notifications, the catalog and the server's and keeper's "
+    "logs are in ";
 constexpr const char *kOrderHeading = "== files in recording order";
 
 std::string shellQuoted(const std::string &text) {
@@ -126,6 +127,12 @@ TEST(MainJob, RunsToItsEndFromACloneUnderA120CharacterPathAndItsFilesAreWhereItS
     EXPECT_NE(std::string::npos, logText.str().find("] Serving 'dvr' with up to")) << out;
     EXPECT_TRUE(exists(out + "/snapshot_c0.png"));
     EXPECT_TRUE(exists(out + "/notifications.log"));
+    // The keeper catalogued the six files and found its health good.
+    EXPECT_TRUE(exists(out + "/catalog.db"));
+    EXPECT_TRUE(exists(out + "/keeper.log"));
+    EXPECT_NE(std::string::npos, demo.out.find("\nchannel 100: 3 files, ")) << demo.out;
+    EXPECT_NE(std::string::npos, demo.out.find("\nchannel 101: 3 files, ")) << demo.out;
+    EXPECT_NE(std::string::npos, demo.out.find("\nhealth: 0\n")) << demo.out;
     EXPECT_FALSE(exists(out + "/run"));
 
     // Nothing written into the clone, nothing of the caller's touched.
