@@ -16,24 +16,8 @@ int KeeperCallback::onRecordFinish(int, int index, const char *fileName) {
     return 0;
 }
 
-int KeeperCallback::onRecordError(int, int, int) {
-    return 0;
-}
-
 int KeeperCallback::onRecordErrorSevere(int, int index, int errorCode) {
     mQueue.push({KeeperEvent::Kind::kSevereError, index, "", errorCode});
-    return 0;
-}
-
-int KeeperCallback::onRecordAbnormal(int, int, int) {
-    return 0;
-}
-
-int KeeperCallback::getStampString(int, int, char *) {
-    return 0;
-}
-
-int KeeperCallback::fileNameGenerator(int, int, char *, int) {
     return 0;
 }
 

@@ -1,27 +1,23 @@
 // The keeper's callback object in the service: queues record-start,
 // record-finish and severe errors for the worker thread and returns at once
-// (a client must not call the service from inside a notification). Leaves
-// the two query buffers untouched: the keeper never names files or stamps.
+// (a client must not call the service from inside a notification). The rest
+// keeps the adapter's no-op answers: the keeper never names files or stamps.
 // Runs on binder pool threads.
 #ifndef DVR_KEEPER_KEEPER_CALLBACK_H
 #define DVR_KEEPER_KEEPER_CALLBACK_H
 
-#include "IDVRCallback.h"
+#include "DVRCallbackAdapter.h"
 #include "KeeperEventQueue.h"
 
 namespace dvrkeeper {
 
-class KeeperCallback : public dvrspace::BnDVRCallback {
+class KeeperCallback : public dvrspace::DVRCallbackAdapter {
 public:
     explicit KeeperCallback(KeeperEventQueue &queue) : mQueue(queue) {}
 
     int onRecordStart(int cbkId, int index, const char *fileName) override;
     int onRecordFinish(int cbkId, int index, const char *fileName) override;
-    int onRecordError(int cbkId, int index, int errorCode) override;
     int onRecordErrorSevere(int cbkId, int index, int errorCode) override;
-    int onRecordAbnormal(int cbkId, int index, int value) override;
-    int getStampString(int cbkId, int index, char *buffer) override;
-    int fileNameGenerator(int cbkId, int index, char *buffer, int length) override;
 
 private:
     KeeperEventQueue &mQueue;
