@@ -18,6 +18,7 @@
 #include "KeeperCommands.h"
 #include "KeeperConfig.h"
 #include "KeeperDaemon.h"
+#include "StopSignals.h"
 #include "ToolVersion.h"
 
 using namespace dvrkeeper;
@@ -91,14 +92,6 @@ std::string longName(const option *options, int value) {
         }
     }
     return "";
-}
-
-void blockStopSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
 }  // namespace
@@ -225,7 +218,7 @@ int main(int argc, char **argv) {
             return usageError("run needs at least one --dir (or dir in the configuration)");
         }
         // Before the binder library starts threads, which inherit the mask.
-        blockStopSignals();
+        dvrtools::blockStopSignals();
         return KeeperDaemon(config).run();
     }
     if (!daemonOnly.empty()) {

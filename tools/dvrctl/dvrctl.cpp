@@ -17,6 +17,7 @@
 #include "CallDeadline.h"
 #include "Command.h"
 #include "Refused.h"
+#include "StopSignals.h"
 #include "ToolVersion.h"
 #include "UsageError.h"
 
@@ -101,14 +102,6 @@ const Command *findCommand(const std::string &name) {
         }
     }
     return nullptr;
-}
-
-void blockStopSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
 double parseSeconds(const char *text) {
@@ -216,7 +209,7 @@ int main(int argc, char **argv) {
 
     if (command->waitsForSignals) {
         // Before the binder library starts threads, which inherit the mask.
-        blockStopSignals();
+        dvrtools::blockStopSignals();
     }
     const android::sp<android::IBinder> binder = android::defaultServiceManager()->waitForService(
         android::String16(options.service.c_str()), options.waitMs);
