@@ -5,10 +5,10 @@
 namespace dvrkeeper {
 
 void KeeperEventQueue::push(KeeperEvent event) {
-    {
-        std::lock_guard<std::mutex> guard(mLock);
-        mEvents.push_back(std::move(event));
-    }
+    // Notified under the lock: once the stop event is taken, the daemon may
+    // destroy the queue while the signal thread would still be notifying.
+    std::lock_guard<std::mutex> guard(mLock);
+    mEvents.push_back(std::move(event));
     mPushed.notify_one();
 }
 
