@@ -28,6 +28,13 @@ public:
         return value ? bind(position, *value) : bindNull(position);
     }
     SqlStatement &bindNull(int position);
+    // Binds values to the positions 1, 2, ... in order.
+    template <typename... Values>
+    SqlStatement &bindAll(const Values &...values) {
+        int position = 0;
+        (bind(++position, values), ...);
+        return *this;
+    }
 
     // True while a row is there; throws CatalogError on failure.
     bool step();
