@@ -43,29 +43,31 @@ const char *const kRecordingColumns =
     " duration_s, frames, keyframes, bytes, has_audio, container, missing_slots,"
     " largest_gap_ms, decoded_to_end";
 
-Recording readRecording(const SqlStatement &row) {
-    Recording recording;
-    recording.path = row.text(0);
-    recording.directory = row.text(1);
+// Fills recording from row in place: a list reads every row into the same
+// Recording, whose strings keep their buffers.
+void readRecording(const SqlStatement &row, Recording &recording) {
+    row.text(0, recording.path);
+    row.text(1, recording.directory);
     recording.encoderId = row.optionalInteger(2);
     recording.state = Recording::stateFromName(row.text(3));
     recording.startedMs = row.integer(4);
     recording.finishedMs = row.optionalInteger(5);
     recording.locked = row.integer(6) != 0;
-    if (!row.isNull(7)) {
-        recording.closedCleanly = row.integer(7) != 0;
-    }
+    recording.closedCleanly = row.optionalFlag(7);
     recording.durationSeconds = row.real(8);
     recording.frames = row.integer(9);
     recording.keyFrames = row.integer(10);
     recording.bytes = row.integer(11);
     recording.hasAudio = row.integer(12) != 0;
-    recording.container = row.text(13);
+    row.text(13, recording.container);
     recording.missingSlots = row.integer(14);
     recording.largestGapMs = row.real(15);
-    if (!row.isNull(16)) {
-        recording.decodedToEnd = row.integer(16) != 0;
-    }
+    recording.decodedToEnd = row.optionalFlag(16);
+}
+
+Recording readRecording(const SqlStatement &row) {
+    Recording recording;
+    readRecording(row, recording);
     return recording;
 }
 
@@ -310,8 +312,10 @@ void Catalog::forEach(const Filter &filter, const std::function<void(const Recor
     sql += " ORDER BY started_ms, path";
     SqlStatement query(mDb, sql);
     query.bind(1, filter.encoderId).bind(2, filter.sinceMs);
+    Recording recording;
     while (query.step()) {
-        visit(readRecording(query));
+        readRecording(query, recording);
+        visit(recording);
     }
 }
 

@@ -46,7 +46,11 @@ public:
     int64_t integer(int column) const;
     double real(int column) const;
     std::string text(int column) const;
+    // Assigns the column's text to into, reusing its buffer.
+    void text(int column, std::string &into) const;
     std::optional<int64_t> optionalInteger(int column) const;
+    // An integer column read as a flag: nothing when it is null.
+    std::optional<bool> optionalFlag(int column) const;
 
 private:
     sqlite3 *mDb;

@@ -2,6 +2,7 @@
 // stats on a catalog filled here.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <iterator>
@@ -94,6 +95,20 @@ TEST_F(KeeperTool, BadUsageExitsTwoWithTheReason) {
         EXPECT_EQ("dvr-keeper: " + reason + "\nTry 'dvr-keeper --help'.\n", result.err)
             << testing::PrintToString(arguments);
     }
+}
+
+TEST_F(KeeperTool, RunWithoutTheDaemonsModuleSaysWhereItLookedAndExitsOne) {
+    // The program alone, away from the module beside it in the build tree.
+    const std::string program = dir.file("dvr-keeper");
+    const CommandResult copied =
+        dvrtest::runCommand(std::string("cp ") + DVR_KEEPER_TOOL + " " + program);
+    ASSERT_EQ(0, copied.status) << copied.err;
+    const CommandResult result =
+        dvrtest::runCommand(program + " --db " + dir.file("c.db") + " run --dir " + dir.path());
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ("dvr-keeper: the daemon's module dvr-keeper-daemon.so is neither in " + dir.path() +
+                  " nor in " + dir.path() + "/../" + DVR_INSTALL_LIBDIR + "/dvr-keeper\n",
+              result.err);
 }
 
 TEST_F(KeeperTool, UnreadableCatalogExitsThree) {
@@ -234,6 +249,10 @@ TEST(KeeperUnit,
              "EnvironmentFile=-" + prefix + "/etc/default/dvr-keeper\n"}) {
         EXPECT_NE(std::string::npos, text.find("\n" + line)) << line << text;
     }
+    // The daemon's module where the installed program looks for it.
+    EXPECT_EQ(
+        0, access((prefix + "/" + DVR_INSTALL_LIBDIR + "/dvr-keeper/dvr-keeper-daemon.so").c_str(),
+                  R_OK));
     // systemd's own check: syntax, and that the keeper it names exists.
     const CommandResult verify = dvrtest::runCommand("systemd-analyze verify " + unit);
     EXPECT_EQ(0, verify.status) << verify.err;
