@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -138,7 +139,19 @@ void printUsage(bool json) {
         const std::string names = std::string(*option.shortName != '\0' ? option.shortName : "  ") +
                                   (*option.shortName != '\0' ? ", " : "  ") + option.longName +
                                   (*option.argument != '\0' ? " " : "") + option.argument;
-        printf("  %-20s %s\n", names.c_str(), option.description.c_str());
+        // The description wrapped at 80 columns, continued under itself.
+        std::string line;
+        const char *prefix = names.c_str();
+        std::istringstream words(option.description);
+        for (std::string word; words >> word;) {
+            if (!line.empty() && 23 + line.size() + 1 + word.size() > 80) {
+                printf("  %-20s %s\n", prefix, line.c_str());
+                prefix = "";
+                line.clear();
+            }
+            line += (line.empty() ? "" : " ") + word;
+        }
+        printf("  %-20s %s\n", prefix, line.c_str());
     }
     printf("\nCommands:\n");
     for (const Command &command : allCommands()) {
@@ -146,7 +159,7 @@ void printUsage(bool json) {
             command.synopsis.empty() ? command.name : command.name + " " + command.synopsis;
         printf("  %s\n      %s\n", usage.c_str(), command.summary.c_str());
     }
-    printf("\n%sExit status:\n", kNotes);
+    printf("\n%s\nExit status:\n", kNotes);
     for (const auto &status : kExitStatuses) {
         printf("  %d  %s\n", status.first, status.second);
     }
