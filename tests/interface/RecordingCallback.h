@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "IDVRCallback.h"
+#include "DVRCallbackAdapter.h"
 
 namespace dvrtest {
 
-class RecordingCallback : public dvrspace::BnDVRCallback {
+class RecordingCallback : public dvrspace::DVRCallbackAdapter {
 public:
     RecordingCallback(std::string stamp, std::string fileName);
 

@@ -43,30 +43,51 @@ const char *const kRecordingColumns =
     " duration_s, frames, keyframes, bytes, has_audio, container, missing_slots,"
     " largest_gap_ms, decoded_to_end";
 
-Recording readRecording(const SqlStatement &row) {
-    Recording recording;
-    recording.path = row.text(0);
-    recording.directory = row.text(1);
+// Fills recording from row in place: a list reads every row into the same
+// Recording, whose strings keep their buffers.
+void readRecording(const SqlStatement &row, Recording &recording) {
+    row.text(0, recording.path);
+    row.text(1, recording.directory);
     recording.encoderId = row.optionalInteger(2);
     recording.state = Recording::stateFromName(row.text(3));
     recording.startedMs = row.integer(4);
     recording.finishedMs = row.optionalInteger(5);
     recording.locked = row.integer(6) != 0;
-    if (!row.isNull(7)) {
-        recording.closedCleanly = row.integer(7) != 0;
-    }
+    recording.closedCleanly = row.optionalFlag(7);
     recording.durationSeconds = row.real(8);
     recording.frames = row.integer(9);
     recording.keyFrames = row.integer(10);
     recording.bytes = row.integer(11);
     recording.hasAudio = row.integer(12) != 0;
-    recording.container = row.text(13);
+    row.text(13, recording.container);
     recording.missingSlots = row.integer(14);
     recording.largestGapMs = row.real(15);
-    if (!row.isNull(16)) {
-        recording.decodedToEnd = row.integer(16) != 0;
-    }
+    recording.decodedToEnd = row.optionalFlag(16);
+}
+
+Recording readRecording(const SqlStatement &row) {
+    Recording recording;
+    readRecording(row, recording);
     return recording;
+}
+
+std::string selectRecordings(const char *rest) {
+    return std::string("SELECT ") + kRecordingColumns + " FROM recordings " + rest;
+}
+
+std::optional<Recording> firstRecording(SqlStatement &query) {
+    if (!query.step()) {
+        return std::nullopt;
+    }
+    return readRecording(query);
+}
+
+std::vector<Recording> allRecordings(SqlStatement &query) {
+    std::vector<Recording> rows;
+    while (query.step()) {
+        rows.push_back(readRecording(query));
+    }
+    return rows;
 }
 
 std::optional<int64_t> optionalFlag(const std::optional<bool> &flag) {
@@ -211,63 +232,44 @@ void Catalog::put(const Recording &r) {
     SqlStatement insert(mDb, std::string("INSERT OR REPLACE INTO recordings (") +
                                  kRecordingColumns +
                                  ") VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
-    insert.bind(1, r.path)
-        .bind(2, r.directory)
-        .bind(3, r.encoderId)
-        .bind(4, std::string(Recording::stateName(r.state)))
-        .bind(5, r.startedMs)
-        .bind(6, r.finishedMs)
-        .bind(7, int64_t{r.locked})
-        .bind(8, optionalFlag(r.closedCleanly))
-        .bind(9, r.durationSeconds)
-        .bind(10, r.frames)
-        .bind(11, r.keyFrames)
-        .bind(12, r.bytes)
-        .bind(13, int64_t{r.hasAudio})
-        .bind(14, r.container)
-        .bind(15, r.missingSlots)
-        .bind(16, r.largestGapMs)
-        .bind(17, optionalFlag(r.decodedToEnd));
+    insert.bindAll(r.path, r.directory, r.encoderId, std::string(Recording::stateName(r.state)),
+                   r.startedMs, r.finishedMs, int64_t{r.locked}, optionalFlag(r.closedCleanly),
+                   r.durationSeconds, r.frames, r.keyFrames, r.bytes, int64_t{r.hasAudio},
+                   r.container, r.missingSlots, r.largestGapMs, optionalFlag(r.decodedToEnd));
     insert.run();
 }
 
 std::optional<Recording> Catalog::find(const std::string &path) {
-    SqlStatement query(
-        mDb, std::string("SELECT ") + kRecordingColumns + " FROM recordings WHERE path = ?");
+    SqlStatement query(mDb, selectRecordings("WHERE path = ?"));
     query.bind(1, path);
-    if (!query.step()) {
-        return std::nullopt;
-    }
-    return readRecording(query);
+    return firstRecording(query);
 }
 
 std::vector<Recording> Catalog::inDirectory(const std::string &directory) {
-    SqlStatement query(mDb, std::string("SELECT ") + kRecordingColumns +
-                                " FROM recordings WHERE directory = ? ORDER BY started_ms, path");
+    SqlStatement query(mDb, selectRecordings("WHERE directory = ? ORDER BY started_ms, path"));
     query.bind(1, directory);
-    std::vector<Recording> rows;
-    while (query.step()) {
-        rows.push_back(readRecording(query));
-    }
-    return rows;
+    return allRecordings(query);
 }
 
 std::optional<Recording> Catalog::oldestDeletable(const std::string &directory,
                                                   int64_t settledBeforeMs) {
-    SqlStatement query(mDb, std::string("SELECT ") + kRecordingColumns +
-                                " FROM recordings WHERE directory = ? AND locked = 0 AND"
-                                " (state = 'finished' OR (state = 'found' AND finished_ms < ?))"
-                                " ORDER BY started_ms, path LIMIT 1");
-    query.bind(1, directory).bind(2, settledBeforeMs);
-    if (!query.step()) {
-        return std::nullopt;
-    }
-    return readRecording(query);
+    SqlStatement query(
+        mDb, selectRecordings("WHERE directory = ? AND locked = 0 AND"
+                              " (state = 'finished' OR (state = 'found' AND finished_ms < ?))"
+                              " ORDER BY started_ms, path LIMIT 1"));
+    query.bindAll(directory, settledBeforeMs);
+    return firstRecording(query);
 }
 
 void Catalog::setState(const std::string &path, Recording::State state) {
     SqlStatement update(mDb, "UPDATE recordings SET state = ? WHERE path = ?");
     update.bind(1, std::string(Recording::stateName(state))).bind(2, path);
+    update.run();
+}
+
+void Catalog::setDecodedToEnd(const std::string &path, bool decoded) {
+    SqlStatement update(mDb, "UPDATE recordings SET decoded_to_end = ? WHERE path = ?");
+    update.bindAll(int64_t{decoded}, path);
     update.run();
 }
 
@@ -293,15 +295,10 @@ bool Catalog::setLocked(const std::string &path, bool locked) {
 }
 
 std::vector<Recording> Catalog::newest(int64_t encoderId, int count) {
-    SqlStatement query(mDb, std::string("SELECT ") + kRecordingColumns +
-                                " FROM recordings WHERE encoder_id = ? AND state != 'missing'"
-                                " ORDER BY started_ms DESC, path DESC LIMIT ?");
-    query.bind(1, encoderId).bind(2, int64_t{count});
-    std::vector<Recording> rows;
-    while (query.step()) {
-        rows.push_back(readRecording(query));
-    }
-    return rows;
+    SqlStatement query(mDb, selectRecordings("WHERE encoder_id = ? AND state != 'missing'"
+                                             " ORDER BY started_ms DESC, path DESC LIMIT ?"));
+    query.bindAll(encoderId, int64_t{count});
+    return allRecordings(query);
 }
 
 void Catalog::forEach(const Filter &filter, const std::function<void(const Recording &)> &visit) {
@@ -315,8 +312,10 @@ void Catalog::forEach(const Filter &filter, const std::function<void(const Recor
     sql += " ORDER BY started_ms, path";
     SqlStatement query(mDb, sql);
     query.bind(1, filter.encoderId).bind(2, filter.sinceMs);
+    Recording recording;
     while (query.step()) {
-        visit(readRecording(query));
+        readRecording(query, recording);
+        visit(recording);
     }
 }
 
@@ -326,13 +325,8 @@ void Catalog::recordDeletion(const Recording &deleted, const std::string &reason
     SqlStatement insert(mDb,
                         "INSERT INTO deletions (path, encoder_id, started_ms, bytes, deleted_ms,"
                         " reason, free_before) VALUES (?,?,?,?,?,?,?)");
-    insert.bind(1, deleted.path)
-        .bind(2, deleted.encoderId)
-        .bind(3, deleted.startedMs)
-        .bind(4, deleted.bytes)
-        .bind(5, nowMs)
-        .bind(6, reason)
-        .bind(7, freeBefore);
+    insert.bindAll(deleted.path, deleted.encoderId, deleted.startedMs, deleted.bytes, nowMs, reason,
+                   freeBefore);
     insert.run();
 }
 
@@ -372,15 +366,8 @@ void Catalog::putDirectory(const DirectoryStatus &s) {
                         "INSERT OR REPLACE INTO directories (path, free_goal, total_limit,"
                         " age_limit_days, free_bytes, bytes_per_second, health, message,"
                         " checked_ms) VALUES (?,?,?,?,?,?,?,?,?)");
-    insert.bind(1, s.path)
-        .bind(2, s.freeGoalBytes)
-        .bind(3, s.totalLimitBytes)
-        .bind(4, s.ageLimitDays)
-        .bind(5, s.freeBytes)
-        .bind(6, s.bytesPerSecond)
-        .bind(7, int64_t{s.health})
-        .bind(8, s.message)
-        .bind(9, s.checkedMs);
+    insert.bindAll(s.path, s.freeGoalBytes, s.totalLimitBytes, s.ageLimitDays, s.freeBytes,
+                   s.bytesPerSecond, int64_t{s.health}, s.message, s.checkedMs);
     insert.run();
 }
 

@@ -60,6 +60,7 @@ public:
     // settledBeforeMs; never locked, never being written.
     std::optional<Recording> oldestDeletable(const std::string &directory, int64_t settledBeforeMs);
     void setState(const std::string &path, Recording::State state);
+    void setDecodedToEnd(const std::string &path, bool decoded);
     // Removes the row of a file that was never made.
     void forget(const std::string &path);
     // The bytes of the recordings on disk in directory, as catalogued.

@@ -1,13 +1,15 @@
 #include "FileProbe.h"
 
-#include "RecordingInfo.h"
+#include "PacketScan.h"
 #include "RecordingReader.h"
 
 namespace dvrkeeper {
 
-bool FileProbe::fill(Recording &recording, bool decode, std::string *error) {
-    const dvrspace::RecordingInfo info = decode ? dvrspace::RecordingReader::verify(recording.path)
-                                                : dvrspace::RecordingReader::read(recording.path);
+bool FileProbe::fill(Recording &recording, Depth depth, std::string *error) {
+    const dvrspace::RecordingInfo info =
+        depth == Depth::kEveryPicture
+            ? dvrspace::RecordingReader::verify(recording.path)
+            : PacketScan::read(recording.path, depth == Depth::kLastGroup);
     recording.bytes = info.sizeBytes;
     if (!info.opened) {
         *error = info.error;
@@ -20,10 +22,18 @@ bool FileProbe::fill(Recording &recording, bool decode, std::string *error) {
     recording.container = info.container;
     recording.missingSlots = info.missingSlots();
     recording.largestGapMs = info.largestGapMs();
-    if (decode) {
+    if (depth != Depth::kPackets) {
         recording.decodedToEnd = info.decodedToEnd;
     }
     return true;
+}
+
+std::optional<bool> FileProbe::decodesToEnd(const std::string &path) {
+    const dvrspace::RecordingInfo info = PacketScan::read(path, true);
+    if (!info.opened) {
+        return std::nullopt;
+    }
+    return info.decodedToEnd;
 }
 
 }  // namespace dvrkeeper

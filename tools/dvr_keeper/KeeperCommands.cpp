@@ -8,11 +8,14 @@
 #include <ctime>
 #include <string>
 
+#include "TextLine.h"
+
 namespace dvrkeeper {
 
 namespace {
 
-std::string localTime(int64_t ms) {
+// The local time of ms since the epoch.
+std::tm localTime(int64_t ms) {
     // Time zones change their offset on a quarter hour at most: the offset
     // found for a quarter's start serves all of it, and the rest is plain
     // arithmetic (a list converts thousands of times in a row).
@@ -29,36 +32,13 @@ std::string localTime(int64_t ms) {
     const std::time_t shifted = seconds + cachedOffset;
     std::tm local{};
     gmtime_r(&shifted, &local);
-    char text[80];  // room for any int, as the compiler checks
-    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", local.tm_year + 1900,
-                  local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-    return text;
+    return local;
 }
 
-std::string jsonText(const std::string &text) {
-    std::string quoted = "\"";
-    for (const char c : text) {
-        switch (c) {
-            case '"':
-                quoted += "\\\"";
-                break;
-            case '\\':
-                quoted += "\\\\";
-                break;
-            case '\n':
-                quoted += "\\n";
-                break;
-            default:
-                if (static_cast<unsigned char>(c) < 0x20) {
-                    char escaped[8];
-                    std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-                    quoted += escaped;
-                } else {
-                    quoted += c;
-                }
-        }
-    }
-    return quoted + "\"";
+std::string localTimeText(int64_t ms) {
+    TextLine text;
+    text.dateTime(localTime(ms));
+    return text.str();
 }
 
 template <typename T>
@@ -89,30 +69,36 @@ void setWritable(const std::string &path, bool writable) {
     chmod(path.c_str(), mode & 07777);
 }
 
-void printRecording(const Recording &r, bool json, std::FILE *out) {
+// One line of list, plain or JSON, built in line (reused from row to row).
+void printRecording(const Recording &r, bool json, TextLine &line, std::FILE *out) {
+    line.clear();
     if (json) {
-        std::fprintf(out,
-                     "{\"path\": %s, \"encoder\": %s, \"state\": \"%s\", \"started_ms\": %lld,"
-                     " \"finished_ms\": %s, \"locked\": %s, \"closed_cleanly\": %s,"
-                     " \"duration_s\": %.3f, \"frames\": %lld, \"keyframes\": %lld,"
-                     " \"bytes\": %lld, \"audio\": %s, \"container\": %s,"
-                     " \"missing_slots\": %lld, \"largest_gap_ms\": %.1f,"
-                     " \"decoded_to_end\": %s}\n",
-                     jsonText(r.path).c_str(), jsonOptional(r.encoderId).c_str(),
-                     Recording::stateName(r.state), static_cast<long long>(r.startedMs),
-                     jsonOptional(r.finishedMs).c_str(), r.locked ? "true" : "false",
-                     jsonOptional(r.closedCleanly).c_str(), r.durationSeconds,
-                     static_cast<long long>(r.frames), static_cast<long long>(r.keyFrames),
-                     static_cast<long long>(r.bytes), r.hasAudio ? "true" : "false",
-                     jsonText(r.container).c_str(), static_cast<long long>(r.missingSlots),
-                     r.largestGapMs, jsonOptional(r.decodedToEnd).c_str());
-        return;
+        line.text("{\"path\": ").json(r.path);
+        line.text(", \"encoder\": ").text(jsonOptional(r.encoderId));
+        line.text(", \"state\": \"").text(Recording::stateName(r.state));
+        line.text("\", \"started_ms\": ").integer(r.startedMs);
+        line.text(", \"finished_ms\": ").text(jsonOptional(r.finishedMs));
+        line.text(", \"locked\": ").text(r.locked ? "true" : "false");
+        line.text(", \"closed_cleanly\": ").text(jsonOptional(r.closedCleanly));
+        line.text(", \"duration_s\": ").fixed(r.durationSeconds, 3);
+        line.text(", \"frames\": ").integer(r.frames);
+        line.text(", \"keyframes\": ").integer(r.keyFrames);
+        line.text(", \"bytes\": ").integer(r.bytes);
+        line.text(", \"audio\": ").text(r.hasAudio ? "true" : "false");
+        line.text(", \"container\": ").json(r.container);
+        line.text(", \"missing_slots\": ").integer(r.missingSlots);
+        line.text(", \"largest_gap_ms\": ").fixed(r.largestGapMs, 1);
+        line.text(", \"decoded_to_end\": ").text(jsonOptional(r.decodedToEnd)).text("}\n");
+    } else {
+        line.dateTime(localTime(r.startedMs)).text("  ");
+        line.padded(r.encoderId ? std::to_string(*r.encoderId) : "-", 4, false).text("  ");
+        line.padded(Recording::stateName(r.state), 9, true).text(" ");
+        line.padded(r.locked ? "locked" : "-", 6, true).text(" ");
+        line.fixed(r.durationSeconds, 1, 8).text("s ");
+        line.integer(r.frames, 6).text(" frames ");
+        line.integer(r.bytes, 11).text(" bytes  ").text(r.path).text("\n");
     }
-    std::fprintf(out, "%s  %4s  %-9s %-6s %8.1fs %6lld frames %11lld bytes  %s\n",
-                 localTime(r.startedMs).c_str(),
-                 r.encoderId ? std::to_string(*r.encoderId).c_str() : "-",
-                 Recording::stateName(r.state), r.locked ? "locked" : "-", r.durationSeconds,
-                 static_cast<long long>(r.frames), static_cast<long long>(r.bytes), r.path.c_str());
+    line.write(out);
 }
 
 }  // namespace
@@ -168,8 +154,10 @@ int listCommand(Catalog &catalog, const CommandOptions &options, std::FILE *out)
     filter.sinceMs = options.sinceMs;
     // One lock of the stream for the whole list, not one per line.
     flockfile(out);
-    catalog.forEach(
-        filter, [&](const Recording &recording) { printRecording(recording, options.json, out); });
+    TextLine line;
+    catalog.forEach(filter, [&](const Recording &recording) {
+        printRecording(recording, options.json, line, out);
+    });
     funlockfile(out);
     return 0;
 }
@@ -208,14 +196,17 @@ int statsCommand(Catalog &catalog, const CommandOptions &options, std::FILE *out
         for (size_t i = 0; i < directories.size(); ++i) {
             const DirectoryStatus &d = directories[i];
             const std::optional<double> hours = hoursLeft(d);
-            std::fprintf(out,
-                         "%s{\"path\": %s, \"free_bytes\": %lld, \"free_goal_bytes\": %lld,"
-                         " \"hours_left\": %s, \"health\": %d, \"message\": %s}",
-                         i == 0 ? "" : ", ", jsonText(d.path).c_str(),
-                         static_cast<long long>(d.freeBytes),
-                         static_cast<long long>(d.freeGoalBytes),
-                         hours ? std::to_string(*hours).c_str() : "null", d.health,
-                         jsonText(d.message).c_str());
+            TextLine path;
+            TextLine message;
+            path.json(d.path);
+            message.json(d.message);
+            std::fprintf(
+                out,
+                "%s{\"path\": %s, \"free_bytes\": %lld, \"free_goal_bytes\": %lld,"
+                " \"hours_left\": %s, \"health\": %d, \"message\": %s}",
+                i == 0 ? "" : ", ", path.str().c_str(), static_cast<long long>(d.freeBytes),
+                static_cast<long long>(d.freeGoalBytes),
+                hours ? std::to_string(*hours).c_str() : "null", d.health, message.str().c_str());
         }
         std::fprintf(out, "]}\n");
         return 0;
@@ -224,7 +215,7 @@ int statsCommand(Catalog &catalog, const CommandOptions &options, std::FILE *out
         std::fprintf(out, "channel %s: %lld files, %lld bytes, oldest %s, newest %s\n",
                      c.encoderId ? std::to_string(*c.encoderId).c_str() : "unknown",
                      static_cast<long long>(c.files), static_cast<long long>(c.bytes),
-                     localTime(c.oldestMs).c_str(), localTime(c.newestMs).c_str());
+                     localTimeText(c.oldestMs).c_str(), localTimeText(c.newestMs).c_str());
     }
     std::fprintf(out, "locked files: %lld\n", static_cast<long long>(locked));
     for (const DirectoryStatus &d : directories) {

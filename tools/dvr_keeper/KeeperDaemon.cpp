@@ -10,6 +10,7 @@
 #include "Catalog.h"
 #include "KeeperCallback.h"
 #include "KeeperLog.h"
+#include "StopSignals.h"
 #include "StorageKeeper.h"
 
 using android::sp;
@@ -58,10 +59,7 @@ int KeeperDaemon::run() {
 
     // Signals arrive here only: every thread has them blocked.
     std::thread([this] {
-        sigset_t signals;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGINT);
-        sigaddset(&signals, SIGTERM);
+        const sigset_t signals = dvrtools::stopSignals();
         int signal = 0;
         sigwait(&signals, &signal);
         KEEPER_LOGI("%s: stopping\n", strsignal(signal));

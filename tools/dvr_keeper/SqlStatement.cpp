@@ -84,6 +84,23 @@ std::string SqlStatement::text(int column) const {
     return value != nullptr ? reinterpret_cast<const char *>(value) : "";
 }
 
+void SqlStatement::text(int column, std::string &into) const {
+    const unsigned char *value = sqlite3_column_text(mStatement, column);
+    if (value == nullptr) {
+        into.clear();
+        return;
+    }
+    into.assign(reinterpret_cast<const char *>(value),
+                static_cast<size_t>(sqlite3_column_bytes(mStatement, column)));
+}
+
+std::optional<bool> SqlStatement::optionalFlag(int column) const {
+    if (isNull(column)) {
+        return std::nullopt;
+    }
+    return integer(column) != 0;
+}
+
 std::optional<int64_t> SqlStatement::optionalInteger(int column) const {
     if (isNull(column)) {
         return std::nullopt;

@@ -28,6 +28,13 @@ public:
         return value ? bind(position, *value) : bindNull(position);
     }
     SqlStatement &bindNull(int position);
+    // Binds values to the positions 1, 2, ... in order.
+    template <typename... Values>
+    SqlStatement &bindAll(const Values &...values) {
+        int position = 0;
+        (bind(++position, values), ...);
+        return *this;
+    }
 
     // True while a row is there; throws CatalogError on failure.
     bool step();
@@ -39,7 +46,11 @@ public:
     int64_t integer(int column) const;
     double real(int column) const;
     std::string text(int column) const;
+    // Assigns the column's text to into, reusing its buffer.
+    void text(int column, std::string &into) const;
     std::optional<int64_t> optionalInteger(int column) const;
+    // An integer column read as a flag: nothing when it is null.
+    std::optional<bool> optionalFlag(int column) const;
 
 private:
     sqlite3 *mDb;

@@ -141,7 +141,7 @@ void StorageKeeper::recordFinished(int encoderId, const std::string &servicePath
     recording.state = Recording::State::kFinished;
     if (!known) {
         // The start was missed: the file began its duration before now.
-        probe(recording);
+        probe(recording, foundDepth());
         recording.startedMs =
             *recording.finishedMs - static_cast<int64_t>(recording.durationSeconds * 1000);
         mCatalog.put(recording);
@@ -163,17 +163,31 @@ bool StorageKeeper::probeOne() {
         mUnprobed.pop_front();
         std::optional<Recording> recording = mCatalog.find(path);
         if (recording && recording->state == Recording::State::kFinished) {
-            probe(*recording);
+            probe(*recording,
+                  mConfig.verify ? FileProbe::Depth::kEveryPicture : FileProbe::Depth::kPackets);
             mCatalog.put(*recording);
+            if (!recording->decodedToEnd && !recording->container.empty()) {
+                mUnchecked.push_back(path);
+            }
+            return true;
+        }
+    }
+    // The end of a file is checked apart from its figures: decoding a group
+    // of pictures costs more than reading all of its packets.
+    while (!mUnchecked.empty()) {
+        const std::string path = mUnchecked.front();
+        mUnchecked.pop_front();
+        if (const std::optional<bool> decoded = FileProbe::decodesToEnd(path)) {
+            mCatalog.setDecodedToEnd(path, *decoded);
             return true;
         }
     }
     return false;
 }
 
-void StorageKeeper::probe(Recording &recording) const {
+void StorageKeeper::probe(Recording &recording, FileProbe::Depth depth) const {
     std::string error;
-    if (!FileProbe::fill(recording, mConfig.verify, &error)) {
+    if (!FileProbe::fill(recording, depth, &error)) {
         KEEPER_LOGW("Cannot read recording %s: %s\n", recording.path.c_str(), error.c_str());
     }
 }
@@ -242,13 +256,17 @@ void StorageKeeper::reconcile(Managed &directory) {
             std::find(mUnprobed.begin(), mUnprobed.end(), row.path) == mUnprobed.end()) {
             // Finished while a keeper that died had no time for its figures.
             mUnprobed.push_back(row.path);
+        } else if (!row.container.empty() && !row.decodedToEnd &&
+                   std::find(mUnchecked.begin(), mUnchecked.end(), row.path) == mUnchecked.end()) {
+            // Or for its end.
+            mUnchecked.push_back(row.path);
         }
         const bool unsettled =
             row.state == Recording::State::kRecording || row.state == Recording::State::kMissing;
         if (unsettled && writing.count(row.path) == 0 && modifiedMs(status) < settledBefore) {
             // Written by a service the keeper lost track of, or back on disk.
             std::string error;
-            FileProbe::fill(row, mConfig.verify, &error);
+            FileProbe::fill(row, foundDepth(), &error);
             row.state = Recording::State::kFound;
             row.finishedMs = modifiedMs(status);
             mCatalog.put(row);
@@ -269,7 +287,7 @@ void StorageKeeper::reconcile(Managed &directory) {
         found.locked = (status.st_mode & S_IWUSR) == 0;
         found.finishedMs = modifiedMs(status);
         std::string error;
-        if (!FileProbe::fill(found, mConfig.verify, &error)) {
+        if (!FileProbe::fill(found, foundDepth(), &error)) {
             KEEPER_LOGW("Found %s, which does not read as a recording: %s\n", file.c_str(),
                         error.c_str());
         }

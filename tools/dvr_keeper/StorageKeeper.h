@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "Catalog.h"
+#include "FileProbe.h"
 #include "KeeperConfig.h"
 
 namespace dvrkeeper {
@@ -44,10 +45,11 @@ public:
     // Record-finish that arrived at atMs: catalogs the file as finished (so
     // deletable) and queues it for its figures.
     void recordFinished(int encoderId, const std::string &servicePath, int64_t atMs);
-    // Reads the figures of one finished file that has none yet; false when
-    // none waits. Called when nothing more urgent is to be done.
+    // Reads the figures of one finished file that has none yet, or else
+    // checks whether one decodes to its end; false when neither waits.
+    // Called when nothing more urgent is to be done.
     bool probeOne();
-    bool hasUnprobed() const { return !mUnprobed.empty(); }
+    bool hasUnprobed() const { return !mUnprobed.empty() || !mUnchecked.empty(); }
     // The service went away: no file is being written any more as far as
     // the keeper can tell (the rows stay "recording" until reconciled).
     void serviceLost();
@@ -82,7 +84,12 @@ private:
     Managed *managed(const std::string &directory);
     // Fills recording's figures from its file, logging a file that does not
     // read as a recording.
-    void probe(Recording &recording) const;
+    void probe(Recording &recording, FileProbe::Depth depth) const;
+    // A file found on disk, or finished without a start seen, is read in one
+    // go, its end included.
+    FileProbe::Depth foundDepth() const {
+        return mConfig.verify ? FileProbe::Depth::kEveryPicture : FileProbe::Depth::kLastGroup;
+    }
     void reconcile(Managed &directory);
     void enforce(Managed &directory);
     // Deletes one recording inside the caller's transaction, or finds that
@@ -103,7 +110,8 @@ private:
     std::map<int, std::string> mWriting;
     std::map<int, std::string> mChannelDirectory;
     std::string mLastError;
-    std::deque<std::string> mUnprobed;  // finished files without figures
+    std::deque<std::string> mUnprobed;   // finished files without figures
+    std::deque<std::string> mUnchecked;  // with figures, their end not checked
 };
 
 }  // namespace dvrkeeper

@@ -2,6 +2,7 @@
 // (a client of the service that catalogs every recording in SQLite and makes
 // room before it is needed); lock, unlock, list and stats work on the
 // catalog. See docs/keeper.md.
+#include <dlfcn.h>
 #include <getopt.h>
 #include <unistd.h>
 
@@ -17,7 +18,7 @@
 #include "Catalog.h"
 #include "KeeperCommands.h"
 #include "KeeperConfig.h"
-#include "KeeperDaemon.h"
+#include "KeeperDaemonModule.h"
 #include "StopSignals.h"
 #include "ToolVersion.h"
 
@@ -92,6 +93,38 @@ std::string longName(const option *options, int value) {
         }
     }
     return "";
+}
+
+// Loads the daemon's module, from next to this program (the build tree) or
+// from its installed directory, and runs the daemon; 1 when it cannot.
+int runDaemon(const KeeperConfig &config) {
+    char program[PATH_MAX] = {};
+    const ssize_t length = readlink("/proc/self/exe", program, sizeof program - 1);
+    const std::string self(program, length > 0 ? static_cast<size_t>(length) : 0);
+    const std::string here = self.substr(0, self.rfind('/'));
+    const std::string installed = DVR_KEEPER_MODULE_DIR[0] == '/'
+                                      ? DVR_KEEPER_MODULE_DIR
+                                      : here + "/" + DVR_KEEPER_MODULE_DIR;
+    for (const std::string &directory : {here, installed}) {
+        const std::string path = directory + "/" + kDaemonModuleFile;
+        if (access(path.c_str(), F_OK) != 0) {
+            continue;
+        }
+        // Never closed: the daemon's threads may run until the process ends.
+        void *module = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+        const auto entry =
+            module != nullptr ? reinterpret_cast<DaemonEntryPoint>(dlsym(module, kDaemonEntryPoint))
+                              : nullptr;
+        if (entry == nullptr) {
+            std::fprintf(stderr, "dvr-keeper: cannot load the daemon from %s: %s\n", path.c_str(),
+                         dlerror());
+            return 1;
+        }
+        return entry(&config);
+    }
+    std::fprintf(stderr, "dvr-keeper: the daemon's module %s is neither in %s nor in %s\n",
+                 kDaemonModuleFile, here.c_str(), installed.c_str());
+    return 1;
 }
 
 }  // namespace
@@ -219,7 +252,7 @@ int main(int argc, char **argv) {
         }
         // Before the binder library starts threads, which inherit the mask.
         dvrtools::blockStopSignals();
-        return KeeperDaemon(config).run();
+        return runDaemon(config);
     }
     if (!daemonOnly.empty()) {
         return usageError(daemonOnly.front() + " belongs to run, not to " + name);

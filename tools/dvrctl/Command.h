@@ -7,16 +7,24 @@
 #define DVRCTL_COMMAND_H
 
 #include <functional>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "CommandLine.h"
+#include "DVRClient.h"
 #include "IDVR.h"
 #include "Report.h"
 
 namespace dvrctl {
 
-using Call = std::function<int(const android::sp<dvrspace::IDVR> &service, Report &report)>;
+// A call with the process's connection to the service (watch listens
+// through it).
+using Call = std::function<int(dvrspace::DVRClient &client, Report &report)>;
+// A call that needs the service object only.
+using ServiceCall = std::function<int(const android::sp<dvrspace::IDVR> &service, Report &report)>;
+
+Call onService(ServiceCall call);
 
 struct Command {
     std::string name;
@@ -30,6 +38,8 @@ struct Command {
 
     // The usage of this command alone.
     std::string help() const;
+    // The same as JSON: {"command", "usage", "summary", "details"}.
+    nlohmann::json helpJson() const;
 };
 
 // Every IDVR operation, in interface order.

@@ -74,9 +74,9 @@ template <typename R>
 Command withoutArguments(const std::string &name, const std::string &summary, R (IDVR::*method)()) {
     return {name, "", summary, "", [method](CommandLine &args) -> Call {
                 args.finish();
-                return [method](const sp<IDVR> &service, Report &report) {
+                return onService([method](const sp<IDVR> &service, Report &report) {
                     return finish(report, static_cast<int>(((*service).*method)()));
-                };
+                });
             }};
 }
 
@@ -88,11 +88,11 @@ Command withId(const std::string &name, const std::string &argument, const std::
     return {name, argument, summary, details, [method, argument](CommandLine &args) -> Call {
                 const int id = args.integer(argument);
                 args.finish();
-                return [method, id, argument](const sp<IDVR> &service, Report &report) {
+                return onService([method, id, argument](const sp<IDVR> &service, Report &report) {
                     const int result = static_cast<int>(((*service).*method)(id));
                     return namesChannel(argument) ? finishOnChannel(service, report, result, id)
                                                   : finish(report, result);
-                };
+                });
             }};
 }
 
@@ -103,7 +103,7 @@ Command enumGetter(const std::string &name, const std::string &summary, E (IDVR:
     return {name, "ENC_ID", summary, kEncIdHelp, [method, &names](CommandLine &args) -> Call {
                 const int encId = args.integer("ENC_ID");
                 args.finish();
-                return [method, encId, &names](const sp<IDVR> &service, Report &report) {
+                return onService([method, encId, &names](const sp<IDVR> &service, Report &report) {
                     const int result = static_cast<int>(((*service).*method)(encId));
                     report.setResult(result, names);
                     if (result < 0) {
@@ -111,7 +111,7 @@ Command enumGetter(const std::string &name, const std::string &summary, E (IDVR:
                                 ChannelProbe(*service, encId).situation(report.command()));
                     }
                     return report.exitStatus();
-                };
+                });
             }};
 }
 
@@ -122,16 +122,17 @@ Command withIdAndValue(const std::string &name, const std::string &synopsis,
                        std::function<A(CommandLine &)> readValue,
                        const std::string &details = kEncIdHelp) {
     const std::string idName = synopsis.substr(0, synopsis.find(' '));
-    return {name, synopsis, summary, details, [=](CommandLine &args) -> Call {
-                const int id = args.integer(idName);
-                const A value = readValue(args);
-                args.finish();
-                return [method, id, value, idName](const sp<IDVR> &service, Report &report) {
-                    const int result = ((*service).*method)(id, value);
-                    return namesChannel(idName) ? finishOnChannel(service, report, result, id)
-                                                : finish(report, result);
-                };
-            }};
+    return {
+        name, synopsis, summary, details, [=](CommandLine &args) -> Call {
+            const int id = args.integer(idName);
+            const A value = readValue(args);
+            args.finish();
+            return onService([method, id, value, idName](const sp<IDVR> &service, Report &report) {
+                const int result = ((*service).*method)(id, value);
+                return namesChannel(idName) ? finishOnChannel(service, report, result, id)
+                                            : finish(report, result);
+            });
+        }};
 }
 
 std::function<int(CommandLine &)> integerArgument(const std::string &name) {
@@ -159,14 +160,14 @@ Command stampGetter(const std::string &name, const std::string &summary, StampGe
             [method, withInterval](CommandLine &args) -> Call {
                 const int encId = args.integer("ENC_ID");
                 args.finish();
-                return [=](const sp<IDVR> &service, Report &report) {
+                return onService([=](const sp<IDVR> &service, Report &report) {
                     dvrspace::QVStampSettings_t stamp{};
                     const int result = ((*service).*method)(encId, &stamp);
                     if (result >= 0) {
                         addStamp(report, stamp, withInterval);
                     }
                     return finishOnChannel(service, report, result, encId);
-                };
+                });
             }};
 }
 
@@ -200,7 +201,7 @@ Command stampSetter(const std::string &name, const std::string &summary, StampGe
                     dvrguard::RequestGuard::stampCodes(name, *options.fontSize(), *options.color()),
                     args.forced());
             }
-            return [=](const sp<IDVR> &service, Report &report) {
+            return onService([=](const sp<IDVR> &service, Report &report) {
                 dvrspace::QVStampSettings_t stamp{};
                 const int current = ((*service).*getter)(encId, &stamp);
                 if (current < 0) {
@@ -208,7 +209,7 @@ Command stampSetter(const std::string &name, const std::string &summary, StampGe
                 }
                 options.applyTo(&stamp);
                 return finishOnChannel(service, report, ((*service).*setter)(encId, &stamp), encId);
-            };
+            });
         }};
 }
 
@@ -224,9 +225,9 @@ std::vector<Command> makeCommands() {
                            const auto type = static_cast<dvrspace::DVRCbkObjType_e>(
                                args.enumeration("TYPE", EnumNames::callbackTypes()));
                            args.finish();
-                           return [=](const sp<IDVR> &service, Report &report) {
+                           return onService([=](const sp<IDVR> &service, Report &report) {
                                return finish(report, ((*service).*method)(pid, cbkId, type));
-                           };
+                           });
                        }};
     };
     commands.push_back(callbackSubscription(
@@ -245,13 +246,13 @@ std::vector<Command> makeCommands() {
              const bool null = args.flag("null");
              const int pid = args.integer("PID");
              args.finish();
-             return [=](const sp<IDVR> &service, Report &report) {
+             return onService([=](const sp<IDVR> &service, Report &report) {
                  sp<dvrspace::IDVRCallback> callback;
                  if (!null) {
                      callback = new WatchingCallback(WatchingCallback::Answers{}, nullptr);
                  }
                  return finish(report, service->establishCallback(pid, callback));
-             };
+             });
          }});
     commands.push_back(
         withId("destroyCallback", "PID", "Detaches client PID.", &IDVR::destroyCallback, ""));
@@ -263,7 +264,7 @@ std::vector<Command> makeCommands() {
          [](CommandLine &args) -> Call {
              args.finish();
              const bool forced = args.forced();
-             return [forced](const sp<IDVR> &service, Report &report) {
+             return onService([forced](const sp<IDVR> &service, Report &report) {
                  constexpr int kReady = dvrspace::DVR_STM_READY;
                  const int count = forced ? 0 : service->getRecorderCount();
                  for (int index = 0; index < count; ++index) {
@@ -278,7 +279,7 @@ std::vector<Command> makeCommands() {
                      }
                  }
                  return finish(report, service->startRecordAll());
-             };
+             });
          }});
     commands.push_back(
         withoutArguments("stopRecordAll", "Stops every recorder.", &IDVR::stopRecordAll));
@@ -304,9 +305,9 @@ std::vector<Command> makeCommands() {
                                                  std::to_string(sources.size()) +
                                                  " sources follow");
                             }
-                            return [=](const sp<IDVR> &service, Report &report) {
+                            return onService([=](const sp<IDVR> &service, Report &report) {
                                 return finish(report, service->setCameraSources(count, sources));
-                            };
+                            });
                         }});
     commands.push_back(withIdAndValue<bool>(
         "setAudioRecording", "ENC_ID on|off", "Records audio with the video, or not.",
@@ -318,10 +319,10 @@ std::vector<Command> makeCommands() {
                         "", [](CommandLine &args) -> Call {
                             const int encId = args.integer("ENC_ID");
                             args.finish();
-                            return [encId](const sp<IDVR> &service, Report &report) {
+                            return onService([encId](const sp<IDVR> &service, Report &report) {
                                 report.setResult(service->getAudioRecording(encId));
                                 return report.exitStatus();
-                            };
+                            });
                         }});
     commands.push_back(
         withoutArguments("getCameraCount", "Prints the number of cameras.", &IDVR::getCameraCount));
@@ -329,7 +330,7 @@ std::vector<Command> makeCommands() {
                         [](CommandLine &args) -> Call {
                             const int index = args.integer("INDEX");
                             args.finish();
-                            return [index](const sp<IDVR> &service, Report &report) {
+                            return onService([index](const sp<IDVR> &service, Report &report) {
                                 int camId = 0;
                                 auto type = dvrspace::QV_DVR_DEVICE_TYPE_UNKNOWN;
                                 const int result = service->getCamera(index, &camId, &type);
@@ -339,7 +340,7 @@ std::vector<Command> makeCommands() {
                                                EnumNames::deviceTypes());
                                 }
                                 return finish(report, result);
-                            };
+                            });
                         }});
     commands.push_back(withoutArguments("getAudioCount", "Prints the number of audio inputs.",
                                         &IDVR::getAudioCount));
@@ -347,21 +348,21 @@ std::vector<Command> makeCommands() {
                         [](CommandLine &args) -> Call {
                             const int index = args.integer("INDEX");
                             args.finish();
-                            return [index](const sp<IDVR> &service, Report &report) {
+                            return onService([index](const sp<IDVR> &service, Report &report) {
                                 int audId = 0;
                                 const int result = service->getAudio(index, &audId);
                                 if (result >= 0) {
                                     report.add("audId", audId);
                                 }
                                 return finish(report, result);
-                            };
+                            });
                         }});
     commands.push_back(
         {"getSupportSamplingRate", "",
          "Prints the audio sampling rates that both the encoder and the audio inputs support.",
          "Plain output is one line of rates separated by spaces.\n", [](CommandLine &args) -> Call {
              args.finish();
-             return [](const sp<IDVR> &service, Report &report) {
+             return onService([](const sp<IDVR> &service, Report &report) {
                  const std::set<unsigned int> rates = service->getSupportSamplingRate();
                  std::string plain;
                  for (const unsigned int rate : rates) {
@@ -369,7 +370,7 @@ std::vector<Command> makeCommands() {
                  }
                  report.setResult(nlohmann::json(rates), plain);
                  return report.exitStatus();
-             };
+             });
          }});
     commands.push_back(withoutArguments("getRecorderCount", "Prints the number of recorders.",
                                         &IDVR::getRecorderCount));
@@ -377,14 +378,14 @@ std::vector<Command> makeCommands() {
                         [](CommandLine &args) -> Call {
                             const int index = args.integer("INDEX");
                             args.finish();
-                            return [index](const sp<IDVR> &service, Report &report) {
+                            return onService([index](const sp<IDVR> &service, Report &report) {
                                 int encId = 0;
                                 const int result = service->getEncoder(index, &encId);
                                 if (result >= 0) {
                                     report.add("encId", encId);
                                 }
                                 return finish(report, result);
-                            };
+                            });
                         }});
     commands.push_back(withIdAndValue<int>("attachCamera", "ENC_ID CAM_ID",
                                            "Feeds the recorder from camera CAM_ID.",
@@ -399,14 +400,14 @@ std::vector<Command> makeCommands() {
                        [method](CommandLine &args) -> Call {
                            const int encId = args.integer("ENC_ID");
                            args.finish();
-                           return [=](const sp<IDVR> &service, Report &report) {
+                           return onService([=](const sp<IDVR> &service, Report &report) {
                                int index = 0;
                                const int result = ((*service).*method)(encId, &index);
                                if (result >= 0) {
                                    report.add("index", index);
                                }
                                return finishOnChannel(service, report, result, encId);
-                           };
+                           });
                        }};
     };
     commands.push_back(attachedIndex("getAttachedCamera",
@@ -430,14 +431,14 @@ std::vector<Command> makeCommands() {
              const int encId = args.integer("ENC_ID");
              args.finish();
              const bool forced = args.forced();
-             return [=](const sp<IDVR> &service, Report &report) {
+             return onService([=](const sp<IDVR> &service, Report &report) {
                  guardChannel(*service, encId, forced, [&](ChannelProbe &probe) {
                      return dvrguard::RequestGuard::startRecord(encId, probe.state(),
                                                                 service->getAudioRecording(encId),
                                                                 probe.audioAttached());
                  });
                  return finishOnChannel(service, report, service->startRecord(encId), encId);
-             };
+             });
          }});
     commands.push_back(withId("stopRecord", "ENC_ID", "Stops recording and waits for the end.",
                               &IDVR::stopRecord));
@@ -455,12 +456,12 @@ std::vector<Command> makeCommands() {
              const bool on = args.boolean("ENABLE");
              args.finish();
              const bool forced = args.forced();
-             return [=](const sp<IDVR> &service, Report &report) {
+             return onService([=](const sp<IDVR> &service, Report &report) {
                  guardChannel(*service, encId, forced || !on, [&](ChannelProbe &probe) {
                      return dvrguard::RequestGuard::autoNextFile(encId, on, probe.state());
                  });
                  return finishOnChannel(service, report, service->autoNextFile(encId, on), encId);
-             };
+             });
          }});
     commands.push_back(
         {"nextFile", "ENC_ID [FILE_NAME]",
@@ -473,11 +474,11 @@ std::vector<Command> makeCommands() {
              const int encId = args.integer("ENC_ID");
              const std::optional<std::string> name = args.optionalText("FILE_NAME");
              args.finish();
-             return [=](const sp<IDVR> &service, Report &report) {
+             return onService([=](const sp<IDVR> &service, Report &report) {
                  return finishOnChannel(service, report,
                                         service->nextFile(encId, name ? name->c_str() : nullptr),
                                         encId);
-             };
+             });
          }});
     commands.push_back(
         {"setStoragePath", "ENC_ID [PATH]", "Sets the directory of the default-named files.",
@@ -493,7 +494,7 @@ std::vector<Command> makeCommands() {
              const std::optional<std::string> path = args.optionalText("PATH");
              args.finish();
              const bool forced = args.forced();
-             return [=](const sp<IDVR> &service, Report &report) {
+             return onService([=](const sp<IDVR> &service, Report &report) {
                  guardChannel(*service, encId, forced || !path, [&](ChannelProbe &probe) {
                      return dvrguard::RequestGuard::storagePath(encId, *path, probe.naming(),
                                                                 std::time(nullptr));
@@ -501,7 +502,7 @@ std::vector<Command> makeCommands() {
                  return finishOnChannel(
                      service, report,
                      service->setStoragePath(encId, path ? path->c_str() : nullptr), encId);
-             };
+             });
          }});
     commands.push_back(
         {"setFileNameFormat", "ENC_ID [FORMAT [TIME_FORMAT]]",
@@ -519,7 +520,7 @@ std::vector<Command> makeCommands() {
              const std::optional<std::string> timeFormat = args.optionalText("TIME_FORMAT");
              args.finish();
              const bool forced = args.forced();
-             return [=](const sp<IDVR> &service, Report &report) {
+             return onService([=](const sp<IDVR> &service, Report &report) {
                  guardChannel(*service, encId, forced || !format, [&](ChannelProbe &probe) {
                      return dvrguard::RequestGuard::fileNameFormat(
                          *format, timeFormat.value_or(""), probe.naming(), std::time(nullptr));
@@ -529,7 +530,7 @@ std::vector<Command> makeCommands() {
                      service->setFileNameFormat(encId, format ? format->c_str() : nullptr,
                                                 timeFormat ? timeFormat->c_str() : nullptr),
                      encId);
-             };
+             });
          }});
     commands.push_back(withId("applySettings", "ENC_ID", "Makes the staged settings current.",
                               &IDVR::applySettings));
@@ -542,7 +543,7 @@ std::vector<Command> makeCommands() {
          [](CommandLine &args) -> Call {
              const int encId = args.integer("ENC_ID");
              args.finish();
-             return [encId](const sp<IDVR> &service, Report &report) {
+             return onService([encId](const sp<IDVR> &service, Report &report) {
                  dvrspace::SnapshotPA_t snapshot{};
                  const int result = service->takeSnapshot(encId, snapshot);
                  if (result >= 0) {
@@ -554,7 +555,7 @@ std::vector<Command> makeCommands() {
                      report.add("timestampUs", std::to_string(snapshot.timestamp));
                  }
                  return finishOnChannel(service, report, result, encId);
-             };
+             });
          }});
     commands.push_back(withIdAndValue<dvrspace::DVRFileFormat_e>(
         "setOutputFormat", "ENC_ID FORMAT", "Sets the output container.", &IDVR::setOutputFormat,
@@ -583,14 +584,14 @@ std::vector<Command> makeCommands() {
                  args.enumeration("RESOLUTION", EnumNames::resolutions()));
              args.finish();
              const bool forced = args.forced();
-             return [=](const sp<IDVR> &service, Report &report) {
+             return onService([=](const sp<IDVR> &service, Report &report) {
                  guardChannel(*service, encId, forced, [&](ChannelProbe &probe) {
                      return dvrguard::RequestGuard::setResolution(encId, resolution,
                                                                   probe.cameraAttached());
                  });
                  return finishOnChannel(service, report, service->setResolution(encId, resolution),
                                         encId);
-             };
+             });
          }});
     commands.push_back(withIdAndValue<int>("setFileLength", "ENC_ID SECONDS",
                                            "Sets the length of one output file.",
@@ -606,10 +607,10 @@ std::vector<Command> makeCommands() {
                         [](CommandLine &args) -> Call {
                             const int encId = args.integer("ENC_ID");
                             args.finish();
-                            return [encId](const sp<IDVR> &service, Report &report) {
+                            return onService([encId](const sp<IDVR> &service, Report &report) {
                                 report.setResult(service->isSettingChanged(encId));
                                 return report.exitStatus();
-                            };
+                            });
                         }});
     commands.push_back(enumGetter("getCurrentState", "Prints the recorder's state.",
                                   &IDVR::getCurrentState, EnumNames::states()));
@@ -618,7 +619,7 @@ std::vector<Command> makeCommands() {
          "The service does not use ENC_ID.\n", [](CommandLine &args) -> Call {
              const int encId = args.integer("ENC_ID");
              args.finish();
-             return [encId](const sp<IDVR> &service, Report &report) {
+             return onService([encId](const sp<IDVR> &service, Report &report) {
                  dvrspace::EncoderDeviceCaps_t caps{};
                  const int result = service->getEncoderCapability(encId, &caps);
                  if (result >= 0) {
@@ -634,7 +635,7 @@ std::vector<Command> makeCommands() {
                      report.add("minFrameRateFps", static_cast<int>(caps.min_frame_rate));
                  }
                  return finish(report, result);
-             };
+             });
          }});
     commands.push_back(enumGetter("getOutputFormat", "Prints the output container.",
                                   &IDVR::getOutputFormat, EnumNames::fileFormats()));
@@ -655,7 +656,7 @@ std::vector<Command> makeCommands() {
                         "", [](CommandLine &args) -> Call {
                             const int camId = args.integer("CAM_ID");
                             args.finish();
-                            return [camId](const sp<IDVR> &service, Report &report) {
+                            return onService([camId](const sp<IDVR> &service, Report &report) {
                                 dvrspace::CameraDeviceCaps_t caps{};
                                 const int result = service->getCameraCapability(camId, &caps);
                                 if (result >= 0) {
@@ -666,14 +667,14 @@ std::vector<Command> makeCommands() {
                                                EnumNames::videoFormats());
                                 }
                                 return finish(report, result);
-                            };
+                            });
                         }});
     commands.push_back({"getAudioCapability", "AUD_ID",
                         "Prints the capability words of audio input AUD_ID.", "",
                         [](CommandLine &args) -> Call {
                             const int audId = args.integer("AUD_ID");
                             args.finish();
-                            return [audId](const sp<IDVR> &service, Report &report) {
+                            return onService([audId](const sp<IDVR> &service, Report &report) {
                                 dvrspace::AudioDeviceCaps_t caps{};
                                 const int result = service->getAudioCapability(audId, &caps);
                                 if (result >= 0) {
@@ -681,7 +682,7 @@ std::vector<Command> makeCommands() {
                                     report.add("caps1", static_cast<int>(caps.caps[1]));
                                 }
                                 return finish(report, result);
-                            };
+                            });
                         }});
     commands.push_back(withIdAndValue<unsigned int>(
         "setSamplingRate", "AUD_ID RATE", "Sets the sampling rate of audio input AUD_ID.",

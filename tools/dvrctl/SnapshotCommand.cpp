@@ -102,9 +102,9 @@ Command snapshotCommand() {
                 const int encId = args.integer("ENC_ID");
                 const std::string file = args.text("FILE.png");
                 args.finish();
-                return [=](const sp<IDVR> &service, Report &report) {
+                return onService([=](const sp<IDVR> &service, Report &report) {
                     return snapshot(service, report, encId, file, arena);
-                };
+                });
             }};
 }
 

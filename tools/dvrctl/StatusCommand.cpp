@@ -112,8 +112,8 @@ nlohmann::json toJson(const Channel &channel) {
             {"frameRateFps", channel.frameRate},
             {"resolution", Report::enumValue(channel.resolution, EnumNames::resolutions())},
             {"fileLengthS", channel.fileLength},
-            {"timestamp", channel.timestampOn},
-            {"userStamp", channel.userStampOn},
+            {"timestampEnabled", channel.timestampOn},
+            {"userStampEnabled", channel.userStampOn},
             {"file", channel.file ? nlohmann::json(*channel.file) : nlohmann::json(nullptr)}};
 }
 
@@ -181,8 +181,7 @@ int status(const sp<IDVR> &service, Report &report, const std::vector<std::strin
         for (const Channel &channel : channels) {
             array.push_back(toJson(channel));
         }
-        printf("%s\n", array.dump().c_str());
-        fflush(stdout);
+        report.setResult(std::move(array), "");
         return 0;
     }
     std::vector<std::vector<std::string>> rows = {{"ENC", "STATE", "CAMERA", "AUDIO", "AUDIO_REC",
@@ -202,13 +201,14 @@ Command statusCommand() {
             "CAMERA and AUDIO are device ids (\"-\" when none is attached). IDVR does not\n"
             "tell the current file: FILE is the newest file in the recorder's --dir (the\n"
             "first --dir for the first row and so on, the last one for the rows beyond),\n"
-            "or \"-\". --json prints an array with one object per recorder.\n",
+            "or \"-\". --json prints {\"command\": \"status\", \"result\": [...]}, an object per\n"
+            "recorder in result.\n",
             [](CommandLine &args) -> Call {
                 const std::vector<std::string> directories = args.options("dir");
                 args.finish();
-                return [directories](const sp<IDVR> &service, Report &report) {
+                return onService([directories](const sp<IDVR> &service, Report &report) {
                     return status(service, report, directories);
-                };
+                });
             }};
 }
 

@@ -2,8 +2,6 @@
 // arrives, one line each, until a count, a time limit, a signal or the death
 // of the service ends it; then it detaches again.
 #include <binder/IInterface.h>
-#include <binder/ProcessState.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <climits>
@@ -12,6 +10,7 @@
 
 #include "CallDeadline.h"
 #include "Command.h"
+#include "StopSignals.h"
 #include "WatchingCallback.h"
 
 using android::sp;
@@ -38,12 +37,15 @@ struct Printer {
         const std::string type = EnumNames::callbackTypes().name(notification.type);
         const std::string cmd = EnumNames::callbackCommands().name(notification.cmd);
         if (json) {
-            nlohmann::json line = {{"type", type},
-                                   {"cmd", cmd},
-                                   {"enc", notification.encId},
+            nlohmann::json line = {{"command", "watch"},
+                                   {"type", type},
+                                   {"event", cmd},
+                                   {"encId", notification.encId},
                                    {"cbkId", notification.cbkId}};
             if (notification.fileName) {
                 line["file"] = *notification.fileName;
+            } else if (notification.type == dvrspace::DVR_CBK_OBJ_ERROR) {
+                line["errorCode"] = notification.value;
             } else {
                 line["value"] = notification.value;
             }
@@ -63,17 +65,10 @@ struct Printer {
     }
 };
 
-const dvrspace::DVRCbkObjType_e kAllTypes[] = {
-    dvrspace::DVR_CBK_OBJ_RECORD, dvrspace::DVR_CBK_OBJ_ERROR, dvrspace::DVR_CBK_OBJ_ABNORMAL,
-    dvrspace::DVR_CBK_OBJ_STAMP, dvrspace::DVR_CBK_OBJ_FILENAME};
-
 enum class Ending { kCount, kTime, kSignal, kServiceDied };
 
 Ending waitForTheEnd(const sp<IDVR> &service, Printer &printer, int seconds) {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
+    const sigset_t signals = dvrtools::stopSignals();
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
     const timespec poll{0, kPollNs};
     for (;;) {
@@ -92,7 +87,7 @@ Ending waitForTheEnd(const sp<IDVR> &service, Printer &printer, int seconds) {
     }
 }
 
-int watch(const sp<IDVR> &service, Report &report, WatchingCallback::Answers answers, int count,
+int watch(dvrspace::DVRClient &client, Report &report, WatchingCallback::Answers answers, int count,
           int seconds) {
     auto printer = std::make_shared<Printer>();
     printer->json = report.json();
@@ -101,40 +96,22 @@ int watch(const sp<IDVR> &service, Report &report, WatchingCallback::Answers ans
         std::move(answers), [printer](const WatchingCallback::Notification &notification) {
             printer->print(notification);
         });
-    android::ProcessState::self()->startThreadPool();
-    const int pid = getpid();
-    const int established = service->establishCallback(pid, callback);
-    if (established < 0) {
-        Report::printError(stdout, report.json(), "watch", "failed",
-                           "establishCallback failed with " + std::to_string(established), 1);
+    // Every type, each with its value as the cbkId. The client detaches
+    // again when dvrctl ends, unless the service died.
+    if (client.listen(callback, {dvrspace::DVR_CBK_OBJ_RECORD, dvrspace::DVR_CBK_OBJ_ERROR,
+                                 dvrspace::DVR_CBK_OBJ_ABNORMAL, dvrspace::DVR_CBK_OBJ_STAMP,
+                                 dvrspace::DVR_CBK_OBJ_FILENAME}) != dvrspace::DVR_SUCCESS) {
+        Report::printError(stdout, report.json(), "watch", "failed", client.error(), 1);
         return 1;
     }
-    int status = 0;
-    for (const dvrspace::DVRCbkObjType_e type : kAllTypes) {
-        // The type doubles as the subscription's cbkId.
-        const int registered = service->registerCallback(pid, type, type);
-        if (registered < 0) {
-            fprintf(stderr, "dvrctl: registerCallback for %s failed with %d\n",
-                    EnumNames::callbackTypes().name(type).c_str(), registered);
-            status = 1;
-        }
-    }
-    Ending ending = Ending::kCount;
-    if (status == 0) {
-        // Watching lasts as long as --count and --seconds say, not --timeout.
-        CallDeadline::disarm();
-        fprintf(stderr, "dvrctl: watching as client %d\n", pid);
-        ending = waitForTheEnd(service, *printer, seconds);
-    }
-    if (ending == Ending::kServiceDied) {
+    // Watching lasts as long as --count and --seconds say, not --timeout.
+    CallDeadline::disarm();
+    fprintf(stderr, "dvrctl: watching as client %d\n", client.pid());
+    if (waitForTheEnd(client.service(), *printer, seconds) == Ending::kServiceDied) {
         Report::printError(stdout, report.json(), "watch", "unreachable", "the service died", 3);
         return 3;
     }
-    for (const dvrspace::DVRCbkObjType_e type : kAllTypes) {
-        service->unregisterCallback(pid, type, type);
-    }
-    service->destroyCallback(pid);
-    return status;
+    return 0;
 }
 
 }  // namespace
@@ -145,7 +122,8 @@ Command watchCommand() {
         "Subscribes to every notification and prints each on one line as it arrives.",
         "Plain lines read \"TYPE enc=ENC_ID CMD FILE|VALUE\", for example\n"
         "\"record enc=3 start /rec/a.ts\" or \"error enc=3 severe 4\"; --json prints one\n"
-        "object a line with type, cmd, enc, cbkId and file or value.\n"
+        "object a line: {\"command\": \"watch\", \"type\", \"event\", \"encId\", \"cbkId\"} and\n"
+        "\"file\" (record), \"errorCode\" (error) or \"value\" (abnormal).\n"
         "Ends after N notifications, after S seconds, on SIGINT or SIGTERM (exit 0), or\n"
         "when the service dies (exit 3), and detaches before it exits.\n"
         "--stamp answers the service's user-stamp queries with TEXT, --file-name its\n"
@@ -159,8 +137,8 @@ Command watchCommand() {
             answers.stamp = args.option("stamp");
             answers.fileName = args.option("file-name");
             args.finish();
-            return [=](const sp<IDVR> &service, Report &report) {
-                return watch(service, report, answers, count, seconds);
+            return [=](dvrspace::DVRClient &client, Report &report) {
+                return watch(client, report, answers, count, seconds);
             };
         }};
     command.waitsForSignals = true;

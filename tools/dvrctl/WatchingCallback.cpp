@@ -65,9 +65,9 @@ int WatchingCallback::onRecordAbnormal(int cbkId, int index, int value) {
     return notify({DVR_CBK_OBJ_ABNORMAL, DVR_CBK_ABNORMAL, cbkId, index, std::nullopt, value});
 }
 
-int WatchingCallback::getStampString(int, int, char *buffer) {
+int WatchingCallback::getStampString(int cbkId, int index, char *buffer) {
     if (!mAnswers.stamp) {
-        return 0;
+        return DVRCallbackAdapter::getStampString(cbkId, index, buffer);
     }
     if (buffer == nullptr) {
         return android::BAD_VALUE;
@@ -76,9 +76,9 @@ int WatchingCallback::getStampString(int, int, char *buffer) {
     return 0;
 }
 
-int WatchingCallback::fileNameGenerator(int, int, char *buffer, int length) {
+int WatchingCallback::fileNameGenerator(int cbkId, int index, char *buffer, int length) {
     if (!mAnswers.fileName) {
-        return 0;
+        return DVRCallbackAdapter::fileNameGenerator(cbkId, index, buffer, length);
     }
     if (buffer == nullptr || length <= 0) {
         return android::BAD_VALUE;

@@ -12,12 +12,12 @@
 #include <optional>
 #include <string>
 
+#include "DVRCallbackAdapter.h"
 #include "DVRTypes.h"
-#include "IDVRCallback.h"
 
 namespace dvrctl {
 
-class WatchingCallback : public dvrspace::BnDVRCallback {
+class WatchingCallback : public dvrspace::DVRCallbackAdapter {
 public:
     struct Answers {
         // Both are strftime formats of the local time at the query; the file

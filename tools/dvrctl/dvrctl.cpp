@@ -1,7 +1,6 @@
 // dvrctl: the recording service's command-line client, for people and
 // scripts. One subcommand per IDVR operation plus watch, status and snapshot;
 // see docs/dvrctl.md.
-#include <binder/IServiceManager.h>
 #include <getopt.h>
 #include <unistd.h>
 
@@ -11,11 +10,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CallDeadline.h"
 #include "Command.h"
+#include "DVRClient.h"
 #include "Refused.h"
 #include "StopSignals.h"
 #include "ToolVersion.h"
@@ -51,40 +54,115 @@ const std::vector<Command> &allCommands() {
     return commands;
 }
 
-void printUsage() {
+struct OptionHelp {
+    const char *shortName;  // empty when there is none
+    const char *longName;
+    const char *argument;  // empty for a flag
+    std::string description;
+};
+
+std::vector<OptionHelp> optionHelp() {
+    char timeout[96];
+    snprintf(timeout, sizeof timeout,
+             "give up when the service has not answered within S seconds (default %g; 0: wait "
+             "for ever)",
+             kDefaultTimeoutS);
+    return {
+        {"-j", "--json", "", "print one JSON document per command, errors included"},
+        {"-s", "--service", "NAME",
+         std::string("the service's name (default \"") + kDefaultService + "\")"},
+        {"-w", "--wait", "MS",
+         "wait up to MS ms for the service to appear (default " + std::to_string(kDefaultWaitMs) +
+             ")"},
+        {"-t", "--timeout", "S", timeout},
+        {"-f", "--force", "", "send a request that dvrctl refuses (also after COMMAND)"},
+        {"-h", "--help", "", "print this help"},
+        {"", "--version", "", "print dvrctl's version"},
+    };
+}
+
+const char *const kUsageLine = "dvrctl [OPTIONS] COMMAND [ARGS...]";
+const char *const kNotes =
+    "Enumerations take a number or a name; booleans on|off|true|false|1|0.\n"
+    "Requests whose documented outcome wedges a channel or aborts the service are\n"
+    "refused with the reason (exit status 2) unless --force is given; a negative\n"
+    "result is explained on stderr (in \"error\" with --json).\n";
+const std::pair<int, const char *> kExitStatuses[] = {
+    {0, "success (a non-negative result)"},
+    {1, "a negative result or a failure"},
+    {2, "bad usage or a refused request"},
+    {3, "the service cannot be reached or dies"},
+    {4, "the service does not answer within --timeout"},
+};
+
+// The same help as one JSON document, for a script that reads --json output.
+void printJsonUsage() {
+    nlohmann::json options = nlohmann::json::array();
+    for (const OptionHelp &option : optionHelp()) {
+        options.push_back(
+            {{"short", *option.shortName != '\0' ? nlohmann::json(option.shortName) : nullptr},
+             {"long", option.longName},
+             {"argument", *option.argument != '\0' ? nlohmann::json(option.argument) : nullptr},
+             {"description", option.description}});
+    }
+    nlohmann::json commands = nlohmann::json::array();
+    for (const Command &command : allCommands()) {
+        commands.push_back(command.helpJson());
+    }
+    nlohmann::json statuses = nlohmann::json::object();
+    for (const auto &status : kExitStatuses) {
+        statuses[std::to_string(status.first)] = status.second;
+    }
+    const nlohmann::json help = {{"usage", kUsageLine},
+                                 {"options", options},
+                                 {"commands", commands},
+                                 {"notes", kNotes},
+                                 {"exitStatus", statuses}};
+    printf("%s\n", help.dump().c_str());
+}
+
+void printUsage(bool json) {
+    if (json) {
+        printJsonUsage();
+        return;
+    }
     printf(
-        "Usage: dvrctl [OPTIONS] COMMAND [ARGS...]\n"
+        "Usage: %s\n"
         "       dvrctl -h|--help | --version | COMMAND --help\n"
         "\n"
         "Talks to the recording service published as NAME (default \"%s\") in the\n"
         "binder directory ($DVR_BINDER_DIR).\n"
         "\n"
-        "Options (before COMMAND):\n"
-        "  -j, --json           print one JSON document per command, errors included\n"
-        "  -s, --service NAME   the service's name (default \"%s\")\n"
-        "  -w, --wait MS        wait up to MS ms for the service to appear (default %d)\n"
-        "  -t, --timeout S      give up when the service has not answered within S\n"
-        "                       seconds (default %g; 0: wait for ever)\n"
-        "  -f, --force          send a request that dvrctl refuses (also after COMMAND)\n"
-        "  -h, --help           print this help\n"
-        "      --version        print dvrctl's version\n"
-        "\n"
-        "Commands:\n",
-        kDefaultService, kDefaultService, kDefaultWaitMs, kDefaultTimeoutS);
+        "Options (before COMMAND):\n",
+        kUsageLine, kDefaultService);
+    for (const OptionHelp &option : optionHelp()) {
+        const std::string names = std::string(*option.shortName != '\0' ? option.shortName : "  ") +
+                                  (*option.shortName != '\0' ? ", " : "  ") + option.longName +
+                                  (*option.argument != '\0' ? " " : "") + option.argument;
+        // The description wrapped at 80 columns, continued under itself.
+        std::string line;
+        const char *prefix = names.c_str();
+        std::istringstream words(option.description);
+        for (std::string word; words >> word;) {
+            if (!line.empty() && 23 + line.size() + 1 + word.size() > 80) {
+                printf("  %-20s %s\n", prefix, line.c_str());
+                prefix = "";
+                line.clear();
+            }
+            line += (line.empty() ? "" : " ") + word;
+        }
+        printf("  %-20s %s\n", prefix, line.c_str());
+    }
+    printf("\nCommands:\n");
     for (const Command &command : allCommands()) {
         const std::string usage =
             command.synopsis.empty() ? command.name : command.name + " " + command.synopsis;
         printf("  %s\n      %s\n", usage.c_str(), command.summary.c_str());
     }
-    printf(
-        "\n"
-        "Enumerations take a number or a name; booleans on|off|true|false|1|0.\n"
-        "Requests whose documented outcome wedges a channel or aborts the service are\n"
-        "refused with the reason (exit status 2) unless --force is given; a negative\n"
-        "result is explained on stderr (in \"error\" with --json).\n"
-        "Exit status: 0 on success (a non-negative result), 1 on a negative result or\n"
-        "failure, 2 on bad usage or a refused request, 3 when the service cannot be\n"
-        "reached or dies, 4 when it does not answer within --timeout.\n");
+    printf("\n%s\nExit status:\n", kNotes);
+    for (const auto &status : kExitStatuses) {
+        printf("  %d  %s\n", status.first, status.second);
+    }
 }
 
 int usageError(const GlobalOptions &options, const std::string &message,
@@ -147,7 +225,7 @@ int readGlobalOptions(int argc, char **argv, GlobalOptions *options) {
                 options->force = true;
                 break;
             case 'h':
-                printUsage();
+                printUsage(options->json);
                 return -1;
             case kVersion:
                 dvrtools::printToolVersion("dvrctl");
@@ -194,7 +272,8 @@ int main(int argc, char **argv) {
     }
     CommandLine line(std::vector<std::string>(argv + next + 1, argv + argc), options.force);
     if (line.wantsHelp()) {
-        printf("%s", command->help().c_str());
+        printf("%s", options.json ? (command->helpJson().dump() + "\n").c_str()
+                                  : command->help().c_str());
         return 0;
     }
     Call call;
@@ -211,10 +290,8 @@ int main(int argc, char **argv) {
         // Before the binder library starts threads, which inherit the mask.
         dvrtools::blockStopSignals();
     }
-    const android::sp<android::IBinder> binder = android::defaultServiceManager()->waitForService(
-        android::String16(options.service.c_str()), options.waitMs);
-    const android::sp<dvrspace::IDVR> service = android::interface_cast<dvrspace::IDVR>(binder);
-    if (service == nullptr) {
+    dvrspace::DVRClient client(options.service);
+    if (!client.connect(options.waitMs)) {
         Report::printError(stdout, options.json, name, "unreachable",
                            "service \"" + options.service + "\" not reachable within " +
                                std::to_string(options.waitMs) + " ms",
@@ -235,14 +312,14 @@ int main(int argc, char **argv) {
     Report report(name, options.json);
     int status = 0;
     try {
-        status = call(service, report);
+        status = call(client, report);
     } catch (const Refused &refusal) {
         CallDeadline::disarm();
         Report::printError(stdout, options.json, name, "refused", refusal.what(), kRefusedStatus);
         return kRefusedStatus;
     }
     CallDeadline::disarm();
-    if (status != kNoServiceStatus && !binder->isBinderAlive()) {
+    if (status != kNoServiceStatus && !client.serviceAlive()) {
         Report::printError(stdout, options.json, name, "unreachable",
                            "lost the service \"" + options.service + "\"", kNoServiceStatus);
         return kNoServiceStatus;

@@ -478,9 +478,14 @@ TEST_F(KeeperServer, KilledKeeperCataloguesWhatWasWrittenMeanwhileOnRestart) {
         const Recording row = *catalog->find(path);
         const RecordingInfo info = RecordingReader::read(path);
         EXPECT_EQ(static_cast<int64_t>(info.videoFrames()), row.frames) << path;
+        EXPECT_EQ(static_cast<int64_t>(info.keyFrameCount()), row.keyFrames) << path;
+        EXPECT_EQ(info.missingSlots(), row.missingSlots) << path;
         EXPECT_EQ(info.sizeBytes, row.bytes) << path;
         EXPECT_EQ(info.container, row.container) << path;
         EXPECT_EQ(info.hasAudio, row.hasAudio) << path;
+        // Every file was completed by the service: each decodes to its end,
+        // checked by the keeper without being asked to verify.
+        EXPECT_EQ(std::optional<bool>(true), row.decodedToEnd) << path;
         if (row.state == Recording::State::kFound) {
             ++found;
             EXPECT_FALSE(row.closedCleanly.has_value()) << path;

@@ -2,6 +2,7 @@
 // stats on a catalog filled here.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <iterator>
@@ -94,6 +95,20 @@ TEST_F(KeeperTool, BadUsageExitsTwoWithTheReason) {
         EXPECT_EQ("dvr-keeper: " + reason + "\nTry 'dvr-keeper --help'.\n", result.err)
             << testing::PrintToString(arguments);
     }
+}
+
+TEST_F(KeeperTool, RunWithoutTheDaemonsModuleSaysWhereItLookedAndExitsOne) {
+    // The program alone, away from the module beside it in the build tree.
+    const std::string program = dir.file("dvr-keeper");
+    const CommandResult copied =
+        dvrtest::runCommand(std::string("cp ") + DVR_KEEPER_TOOL + " " + program);
+    ASSERT_EQ(0, copied.status) << copied.err;
+    const CommandResult result =
+        dvrtest::runCommand(program + " --db " + dir.file("c.db") + " run --dir " + dir.path());
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ("dvr-keeper: the daemon's module dvr-keeper-daemon.so is neither in " + dir.path() +
+                  " nor in " + dir.path() + "/../" + DVR_INSTALL_LIBDIR + "/dvr-keeper\n",
+              result.err);
 }
 
 TEST_F(KeeperTool, UnreadableCatalogExitsThree) {
@@ -201,7 +216,8 @@ TEST_F(KeeperTool, StatsGivesSpacePerChannelLockedFilesAndHealth) {
     EXPECT_NE(std::string::npos, plain.out.find("\nhealth: 1\n")) << plain.out;
 }
 
-TEST(KeeperUnit, InstalledUnitRunsTheInstalledKeeperWithTheShippedConfiguration) {
+TEST(KeeperUnit,
+     InstalledUnitRunsTheInstalledKeeperHardenedAsTheDvrUserWithTheShippedConfiguration) {
     dvrtest::TempDir dir;
     const std::string prefix = dir.file("prefix");
     const CommandResult install = dvrtest::runCommand(
@@ -211,17 +227,43 @@ TEST(KeeperUnit, InstalledUnitRunsTheInstalledKeeperWithTheShippedConfiguration)
     std::ifstream in(unit);
     const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     for (const std::string &line : std::vector<std::string>{
-             "Wants=dvr.service\n", "After=dvr.service local-fs.target\n", "Type=simple\n",
-             "Restart=on-failure\n", "KillSignal=SIGTERM\n", "StateDirectory=dvr-keeper\n",
+             "Wants=dvr.service\n",
+             "After=dvr.service local-fs.target\n",
+             "Type=simple\n",
+             "User=dvr\n",
+             "Group=dvr\n",
+             "UMask=0007\n",
+             "Environment=DVR_BINDER_DIR=/run/dvr-binder\n",
+             "ProtectSystem=strict\n",
+             "ProtectHome=yes\n",
+             "ReadWritePaths=-/tmp/dvr_default\n",
+             "PrivateNetwork=yes\n",
+             "NoNewPrivileges=yes\n",
+             "CapabilityBoundingSet=\n",
+             "Restart=on-failure\n",
+             "KillSignal=SIGTERM\n",
+             "StateDirectory=dvr-keeper\n",
+             "StateDirectoryMode=0750\n",
              "ExecStart=" + prefix + "/bin/dvr-keeper $DVR_KEEPER_OPTIONS run\n",
              "Environment=\"DVR_KEEPER_OPTIONS=--config " + prefix + "/etc/dvr/keeper.conf\"\n",
              "EnvironmentFile=-" + prefix + "/etc/default/dvr-keeper\n"}) {
         EXPECT_NE(std::string::npos, text.find("\n" + line)) << line << text;
     }
+    // The daemon's module where the installed program looks for it.
+    EXPECT_EQ(
+        0, access((prefix + "/" + DVR_INSTALL_LIBDIR + "/dvr-keeper/dvr-keeper-daemon.so").c_str(),
+                  R_OK));
     // systemd's own check: syntax, and that the keeper it names exists.
     const CommandResult verify = dvrtest::runCommand("systemd-analyze verify " + unit);
     EXPECT_EQ(0, verify.status) << verify.err;
     EXPECT_EQ("", verify.err);
+    // systemd's score of the hardening: exposure at most 4.0 of 10, as the
+    // service's own unit (the keeper as root without hardening scored 9.6).
+    const CommandResult security =
+        dvrtest::runCommand("systemd-analyze security --offline=true --threshold=40 " + unit);
+    EXPECT_EQ(0, security.status) << security.out << security.err;
+    EXPECT_NE(std::string::npos,
+              security.out.find("Overall exposure level for dvr-keeper.service: "));
     // The shipped configuration reads, and the keeper answers with it.
     const std::string config = prefix + "/etc/dvr/keeper.conf";
     dvrkeeper::KeeperConfig settings;

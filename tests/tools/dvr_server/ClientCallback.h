@@ -13,11 +13,11 @@
 #include <string>
 #include <vector>
 
-#include "IDVRCallback.h"
+#include "DVRCallbackAdapter.h"
 
 namespace dvrtest {
 
-class ClientCallback : public dvrspace::BnDVRCallback {
+class ClientCallback : public dvrspace::DVRCallbackAdapter {
 public:
     struct Call {
         std::string kind;  // "start", "finish", "error", "severe", "abnormal", "stamp", "name"

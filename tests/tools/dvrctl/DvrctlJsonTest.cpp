@@ -18,9 +18,8 @@ namespace {
 
 class DvrctlJson : public dvrtest::DvrctlServer {
 protected:
-    // dvrctl --json WORDS: every line of its output is one JSON document (an
-    // object; status prints an array), with "error" when the exit status is
-    // not 0.
+    // dvrctl --json WORDS: every line of its output is one JSON object, with
+    // "error" when the exit status is not 0.
     nlohmann::json json(const std::string &words) {
         const CommandResult result = dvrctl("--json " + words);
         const std::vector<std::string> lines = dvrtest::lines(result.out);
@@ -28,8 +27,7 @@ protected:
         nlohmann::json last;
         for (const std::string &line : lines) {
             last = nlohmann::json::parse(line, nullptr, false);
-            EXPECT_TRUE(last.is_object() || (words.rfind("status", 0) == 0 && last.is_array()))
-                << words << ": " << line;
+            EXPECT_TRUE(last.is_object()) << words << ": " << line;
         }
         if (last.is_object() && result.status != 0) {
             EXPECT_TRUE(last.contains("error")) << words << ": " << result.out;

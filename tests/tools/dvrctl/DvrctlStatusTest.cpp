@@ -69,17 +69,17 @@ TEST(DvrctlStatus, AsksForAttachedDevicesOnlyWithIdsFromGetEncoder) {
         attachedQueries);
 }
 
-TEST(DvrctlStatus, PrintsAJsonArrayOfRecorders) {
+TEST(DvrctlStatus, PrintsTheRecordersAsAJsonArrayWithCamelCaseKeysAndUnits) {
     dvrtest::ServiceProcess service(twoChannels());
     const dvrtest::CommandResult result = dvrtest::runDvrctl("--json status");
     EXPECT_EQ(0, result.status) << result.err;
-    const nlohmann::json expected = nlohmann::json::parse(R"([
+    const nlohmann::json expected = nlohmann::json::parse(R"({"command":"status","result":[
         {"encId":10,"state":"recording","camId":101,"audId":201,"audioRecording":true,
          "format":"ts","bitRateMbps":14,"frameRateFps":30,"resolution":"1080p","fileLengthS":60,
-         "timestamp":true,"userStamp":true,"file":null},
+         "timestampEnabled":true,"userStampEnabled":true,"file":null},
         {"encId":11,"state":"recording","camId":101,"audId":201,"audioRecording":true,
          "format":"ts","bitRateMbps":15,"frameRateFps":31,"resolution":"1080p","fileLengthS":61,
-         "timestamp":true,"userStamp":true,"file":null}])");
+         "timestampEnabled":true,"userStampEnabled":true,"file":null}]})");
     EXPECT_EQ(expected, nlohmann::json::parse(result.out));
 }
 
@@ -94,7 +94,7 @@ TEST(DvrctlStatus, ShowsTheNewestFileOfEachRecordersDirectory) {
     const dvrtest::CommandResult result =
         dvrtest::runDvrctl("--json status --dir " + first.path() + " --dir " + second.path());
     EXPECT_EQ(0, result.status) << result.err;
-    const nlohmann::json rows = nlohmann::json::parse(result.out);
+    const nlohmann::json rows = nlohmann::json::parse(result.out).at("result");
     ASSERT_EQ(2u, rows.size());
     EXPECT_EQ("new.ts", rows[0].at("file"));
     EXPECT_EQ("only.avi", rows[1].at("file"));

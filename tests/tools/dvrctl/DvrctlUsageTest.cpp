@@ -2,6 +2,8 @@
 // it answers before it looks for the service.
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include "DvrctlTool.h"
 #include "IDVROperations.h"
 #include "TempDir.h"
@@ -45,6 +47,55 @@ TEST(DvrctlCommandHelp, EveryCommandPrintsItsUsage) {
         EXPECT_EQ(0u, result.out.find("Usage: dvrctl [OPTIONS] " + command)) << result.out;
         EXPECT_EQ("", result.err) << command;
     }
+}
+
+TEST(DvrctlCommandHelp, EveryCommandPrintsItsUsageAsOneJsonDocumentUnderJson) {
+    for (const std::string &command : allCommands()) {
+        const dvrtest::CommandResult result =
+            dvrtest::runCommand(std::string(DVRCTL_TOOL) + " --json " + command + " --help");
+        EXPECT_EQ(0, result.status) << command;
+        EXPECT_EQ("", result.err) << command;
+        const nlohmann::json help = nlohmann::json::parse(result.out, nullptr, false);
+        ASSERT_TRUE(help.is_object()) << result.out;
+        EXPECT_EQ(command, help.value("command", "")) << result.out;
+        EXPECT_EQ(0u, help.value("usage", "").find("dvrctl [OPTIONS] " + command)) << result.out;
+        EXPECT_NE("", help.value("summary", "")) << result.out;
+        EXPECT_TRUE(help.contains("details")) << result.out;
+    }
+    const dvrtest::CommandResult attach =
+        dvrtest::runCommand(std::string(DVRCTL_TOOL) + " -j attachCamera -h");
+    EXPECT_EQ(nlohmann::json::parse(attach.out, nullptr, false).value("usage", ""),
+              "dvrctl [OPTIONS] attachCamera ENC_ID CAM_ID");
+}
+
+TEST_F(DvrctlUsage, HelpUnderJsonIsOneJsonDocumentWithEveryCommandAndOption) {
+    const dvrtest::CommandResult result = dvrctl("--json --help");
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ("", result.err);
+    const nlohmann::json help = nlohmann::json::parse(result.out, nullptr, false);
+    ASSERT_TRUE(help.is_object()) << result.out;
+    EXPECT_EQ("dvrctl [OPTIONS] COMMAND [ARGS...]", help.value("usage", ""));
+    std::vector<std::string> commands;
+    for (const nlohmann::json &command : help["commands"]) {
+        commands.push_back(command.value("command", ""));
+        EXPECT_NE("", command.value("summary", "")) << command.dump();
+    }
+    EXPECT_EQ(allCommands(), commands);
+    const nlohmann::json timeout = {{"short", "-t"},
+                                    {"long", "--timeout"},
+                                    {"argument", "S"},
+                                    {"description",
+                                     "give up when the service has not answered within S "
+                                     "seconds (default 10; 0: wait for ever)"}};
+    EXPECT_EQ(timeout, help["options"][3]);
+    const nlohmann::json version = {{"short", nullptr},
+                                    {"long", "--version"},
+                                    {"argument", nullptr},
+                                    {"description", "print dvrctl's version"}};
+    EXPECT_EQ(version, help["options"][6]);
+    EXPECT_EQ("the service does not answer within --timeout", help["exitStatus"].value("4", ""));
+    // The same help, the options in either order.
+    EXPECT_EQ(result.out, dvrctl("-h -j").out);
 }
 
 TEST_F(DvrctlUsage, HelpListsEveryCommand) {

@@ -129,7 +129,7 @@ TEST(DvrctlWatch, LeavesTheQueryBuffersAloneWithoutAnswers) {
     EXPECT_EQ(kPlainNotifications, result.out);
 }
 
-TEST(DvrctlWatch, EndsAfterCountNotificationsWithOneJsonObjectEach) {
+TEST(DvrctlWatch, EndsAfterCountNotificationsWithOneCamelCaseJsonObjectEach) {
     dvrtest::ServiceProcess service(callingBackPlan());
     auto watch = std::async(std::launch::async,
                             [&] { return dvrtest::runDvrctl("--json watch --count 3"); });
@@ -143,15 +143,15 @@ TEST(DvrctlWatch, EndsAfterCountNotificationsWithOneJsonObjectEach) {
     EXPECT_EQ(0, result.status) << result.err;
     const std::vector<std::string> printed = dvrtest::lines(result.out);
     ASSERT_EQ(3u, printed.size()) << result.out;
-    EXPECT_EQ(nlohmann::json::parse(
-                  R"({"type":"record","cmd":"start","enc":6,"cbkId":3,"file":"/rec/start.ts"})"),
+    EXPECT_EQ(nlohmann::json::parse(R"({"command":"watch","type":"record","event":"start",
+                  "encId":6,"cbkId":3,"file":"/rec/start.ts"})"),
               nlohmann::json::parse(printed[0]));
-    EXPECT_EQ(nlohmann::json::parse(
-                  R"({"type":"record","cmd":"finish","enc":6,"cbkId":3,"file":"/rec/finish.ts"})"),
+    EXPECT_EQ(nlohmann::json::parse(R"({"command":"watch","type":"record","event":"finish",
+                  "encId":6,"cbkId":3,"file":"/rec/finish.ts"})"),
               nlohmann::json::parse(printed[1]));
-    EXPECT_EQ(
-        nlohmann::json::parse(R"({"type":"error","cmd":"error","enc":6,"cbkId":3,"value":3})"),
-        nlohmann::json::parse(printed[2]));
+    EXPECT_EQ(nlohmann::json::parse(R"({"command":"watch","type":"error","event":"error",
+                  "encId":6,"cbkId":3,"errorCode":3})"),
+              nlohmann::json::parse(printed[2]));
 }
 
 TEST(DvrctlWatch, EndsAfterItsSecondsAndDetaches) {

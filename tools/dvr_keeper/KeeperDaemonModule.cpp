@@ -1,0 +1,7 @@
+#include "KeeperDaemonModule.h"
+
+#include "KeeperDaemon.h"
+
+extern "C" int dvrKeeperRunDaemon(const dvrkeeper::KeeperConfig *config) {
+    return dvrkeeper::KeeperDaemon(*config).run();
+}
