@@ -550,7 +550,9 @@ bool DVRSimEncoder::invoke(Callback kind, const std::function<void()> &call,
         }
         mRunning = kind;
     }
+    DVRSimulator::setInsideNeedData(kind == Callback::NeedData);
     call();
+    DVRSimulator::setInsideNeedData(false);
     std::lock_guard<std::mutex> lock(mLock);
     mRunning = Callback::None;
     return true;
