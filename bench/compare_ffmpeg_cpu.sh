@@ -17,7 +17,7 @@ recinfo="$build_dir/tools/recinfo/recinfo"
 font=/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf
 ticks="$(getconf CLK_TCK)"
 
-work="$(mktemp -d)"
+work="$(mktemp -d /tmp/cmpXXXXXX)"
 server_pid=""
 cleanup() {
   [ -n "$server_pid" ] && kill -TERM "$server_pid" 2>/dev/null && wait "$server_pid" || true
@@ -32,7 +32,9 @@ cpu_ms() {
 
 # dvr_server recording for $seconds in pacing $1; prints "cpu_ms frames".
 run_server() {
-  local pacing="$1" dir="$work/server-$1"
+  # A short path: the service cuts default file names that run past its
+  # name buffer, and dvrctl refuses a storage path that would be cut.
+  local pacing="$1" dir="$work/${1:0:1}"
   mkdir -p "$dir/rec"
   export DVR_BINDER_DIR="$dir/binder" DVR_SVC_DIR="$dir/svc" DVR_MSG_DIR="$dir/msg"
   export DVR_VENDOR_DATA="$dir/vendor_data"
