@@ -17,7 +17,10 @@ recinfo="$build_dir/tools/recinfo/recinfo"
 font=/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf
 ticks="$(getconf CLK_TCK)"
 
-work="$(mktemp -d /tmp/cmpXXXXXX)"
+# No capital S or T in the path: the service cuts a default file name's path
+# at its first %, S or T (so specified), and dvrctl refuses such a path.
+work="/tmp/dvr-cmp-$$"
+mkdir -m 700 "$work"
 server_pid=""
 cleanup() {
   [ -n "$server_pid" ] && kill -TERM "$server_pid" 2>/dev/null && wait "$server_pid" || true
@@ -87,8 +90,12 @@ run_ffmpeg() {
 
 printf '%-9s %-10s %10s %8s %12s\n' pacing program cpu_ms frames ms_per_frame
 for pacing in realtime fast; do
-  read -r server_cpu server_frames <<<"$(run_server "$pacing")"
-  read -r ffmpeg_cpu ffmpeg_frames <<<"$(run_ffmpeg "$pacing")"
+  # Through files, not command substitutions, so that a refused dvrctl call
+  # ends the script (set -e) instead of yielding figures of a failed run.
+  run_server "$pacing" >"$work/server.txt"
+  run_ffmpeg "$pacing" >"$work/ffmpeg.txt"
+  read -r server_cpu server_frames <"$work/server.txt"
+  read -r ffmpeg_cpu ffmpeg_frames <"$work/ffmpeg.txt"
   server_per=$(awk -v c="$server_cpu" -v f="$server_frames" 'BEGIN { printf "%.3f", c / f }')
   ffmpeg_per=$(awk -v c="$ffmpeg_cpu" -v f="$ffmpeg_frames" 'BEGIN { printf "%.3f", c / f }')
   printf '%-9s %-10s %10.0f %8d %12s\n' "$pacing" dvr_server "$server_cpu" "$server_frames" "$server_per"
