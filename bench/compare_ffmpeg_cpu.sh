@@ -17,7 +17,10 @@ recinfo="$build_dir/tools/recinfo/recinfo"
 font=/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf
 ticks="$(getconf CLK_TCK)"
 
-work="$(mktemp -d)"
+# No capital S or T in the path: the service cuts a default file name's path
+# at its first %, S or T (so specified), and dvrctl refuses such a path.
+work="/tmp/dvr-cmp-$$"
+mkdir -m 700 "$work"
 server_pid=""
 cleanup() {
   [ -n "$server_pid" ] && kill -TERM "$server_pid" 2>/dev/null && wait "$server_pid" || true
@@ -32,7 +35,9 @@ cpu_ms() {
 
 # dvr_server recording for $seconds in pacing $1; prints "cpu_ms frames".
 run_server() {
-  local pacing="$1" dir="$work/server-$1"
+  # A short path: the service cuts default file names that run past its
+  # name buffer, and dvrctl refuses a storage path that would be cut.
+  local pacing="$1" dir="$work/${1:0:1}"
   mkdir -p "$dir/rec"
   export DVR_BINDER_DIR="$dir/binder" DVR_SVC_DIR="$dir/svc" DVR_MSG_DIR="$dir/msg"
   export DVR_VENDOR_DATA="$dir/vendor_data"
@@ -85,8 +90,12 @@ run_ffmpeg() {
 
 printf '%-9s %-10s %10s %8s %12s\n' pacing program cpu_ms frames ms_per_frame
 for pacing in realtime fast; do
-  read -r server_cpu server_frames <<<"$(run_server "$pacing")"
-  read -r ffmpeg_cpu ffmpeg_frames <<<"$(run_ffmpeg "$pacing")"
+  # Through files, not command substitutions, so that a refused dvrctl call
+  # ends the script (set -e) instead of yielding figures of a failed run.
+  run_server "$pacing" >"$work/server.txt"
+  run_ffmpeg "$pacing" >"$work/ffmpeg.txt"
+  read -r server_cpu server_frames <"$work/server.txt"
+  read -r ffmpeg_cpu ffmpeg_frames <"$work/ffmpeg.txt"
   server_per=$(awk -v c="$server_cpu" -v f="$server_frames" 'BEGIN { printf "%.3f", c / f }')
   ffmpeg_per=$(awk -v c="$ffmpeg_cpu" -v f="$ffmpeg_frames" 'BEGIN { printf "%.3f", c / f }')
   printf '%-9s %-10s %10.0f %8d %12s\n' "$pacing" dvr_server "$server_cpu" "$server_frames" "$server_per"

@@ -57,6 +57,7 @@ int DVRMediaWriter::open(const DVRMediaFormat &format, std::string *error) {
     mOriginUs = 0;
     mLastSlot = -1;
     mLastCaptureUs = 0;
+    mLastAudioCaptureUs = 0;
     mAudioPts = mFileFirstSlot = mFileFirstSample = mLastKeySlot = 0;
     mFileHasPicture = false;
     mFileStats = DVRMediaFileStats{};
@@ -317,6 +318,7 @@ int DVRMediaWriter::writeAudio(const void *pcm, int bytes, uint64_t captureUs) {
     const auto *samples = static_cast<const int16_t *>(pcm);
     int64_t sampleCount = bytes / (2 * channels);
     if (captureUs != 0) {
+        mLastAudioCaptureUs = captureUs;
         if (!mHasOrigin) {
             mOriginUs = captureUs;
             mHasOrigin = true;

@@ -96,6 +96,9 @@ public:
     // Capture time of the recording's last picture; 0 before the first or
     // when it came without one.
     uint64_t lastCaptureUs() const { return mLastCaptureUs; }
+    // Capture time of the last audio given to writeAudio with one, written
+    // or not; 0 before.
+    uint64_t lastAudioCaptureUs() const { return mLastAudioCaptureUs; }
 
 private:
     int createFile();
@@ -127,9 +130,10 @@ private:
     AVStream *mVideoStream = nullptr;
     AVStream *mAudioStream = nullptr;
     bool mHasOrigin = false;
-    uint64_t mOriginUs = 0;        // capture time of the recording's slot 0
-    int64_t mLastSlot = -1;        // of the last picture written
-    uint64_t mLastCaptureUs = 0;   // of the last picture written
+    uint64_t mOriginUs = 0;       // capture time of the recording's slot 0
+    int64_t mLastSlot = -1;       // of the last picture written
+    uint64_t mLastCaptureUs = 0;  // of the last picture written
+    uint64_t mLastAudioCaptureUs = 0;
     int64_t mAudioPts = 0;         // samples encoded since the origin
     bool mFileHasPicture = false;  // the open file's first slot is known
     int64_t mFileFirstSlot = 0;

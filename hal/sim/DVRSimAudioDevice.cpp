@@ -1,5 +1,6 @@
 #include "DVRSimAudioDevice.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "DVRHalLog.h"
@@ -21,6 +22,7 @@ DVRSimAudioDevice::DVRSimAudioDevice(const DVRSimAudioConfig &config)
       mRates(config.samplingRates),
       mChunkMs(config.chunkMs),
       mToneHz(config.toneHz),
+      mChunksPerMark(static_cast<uint64_t>(config.markSeconds) * 1000 / config.chunkMs),
       mRetainedChunks(static_cast<uint64_t>(config.bufferMs / config.chunkMs)),
       mRate(config.samplingRate) {}
 
@@ -102,6 +104,10 @@ void DVRSimAudioDevice::synthesize(uint64_t chunkIndex, std::vector<int16_t> *ch
     // The tone's phase follows the sample's place in the stream, so every
     // reader of a chunk gets the same samples.
     const uint64_t firstSample = chunkIndex * frames;
+    if (mChunksPerMark != 0 && chunkIndex % mChunksPerMark == 0) {
+        std::fill(chunk->begin(), chunk->end(), 0);
+        return;
+    }
     for (size_t frame = 0; frame < frames; ++frame) {
         const auto sample = static_cast<int16_t>(
             8000.0 * std::sin(step * static_cast<double>((firstSample + frame) % mRate)));

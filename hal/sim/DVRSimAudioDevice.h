@@ -71,6 +71,7 @@ private:
     const std::set<unsigned int> mRates;
     const int mChunkMs;
     const int mToneHz;
+    const uint64_t mChunksPerMark;  // 0: no time marks
     const uint64_t mRetainedChunks;
     std::mutex mLock;
     unsigned int mRate;

@@ -57,6 +57,9 @@ DVRSimCameraDevice::~DVRSimCameraDevice() {
     for (const auto &buffer : mRing) {
         mArena->release(buffer.pa);
     }
+    if (mSnapshot.va != nullptr) {
+        mArena->release(mSnapshot.pa);
+    }
 }
 
 int DVRSimCameraDevice::getVideoFrame(void *frameVA[2], uint32_t framePA[2], uint64_t *timestamp) {
@@ -69,6 +72,12 @@ int DVRSimCameraDevice::getVideoFrame(void *frameVA[2], uint32_t framePA[2], uin
     std::unique_lock<std::mutex> lock(mLock);
     if (!mStarted || mSuspended) {
         return -1;
+    }
+    if (DVRSimulator::insideNeedData()) {
+        mFeedsEncoder = true;
+    } else if (mFeedsEncoder && copyLatest(lock, frameVA, framePA, timestamp)) {
+        // A snapshot sees the picture without taking it from the encoder.
+        return 0;
     }
     Clock::time_point captureTime = Clock::now();
     const bool realTime = DVRSimulator::instance().pacing() == DVRSimPacing::RealTime;
@@ -95,6 +104,14 @@ int DVRSimCameraDevice::getVideoFrame(void *frameVA[2], uint32_t framePA[2], uin
     }
     const uint32_t frameNumber = mNextFrame++;
     const DVRPhysicalArena::Buffer &buffer = mRing[mDelivered++ % mRing.size()];
+    handOut(lock, buffer, frameNumber, captureTime, frameVA, framePA, timestamp);
+    return 0;
+}
+
+void DVRSimCameraDevice::handOut(std::unique_lock<std::mutex> &lock,
+                                 const DVRPhysicalArena::Buffer &buffer, uint32_t frameNumber,
+                                 Clock::time_point captureTime, void *frameVA[2],
+                                 uint32_t framePA[2], uint64_t *timestamp) {
     // Drawn unlocked so that prepareStop() and stop() never wait for it.
     lock.unlock();
     uint8_t *luma = static_cast<uint8_t *>(buffer.va);
@@ -106,13 +123,34 @@ int DVRSimCameraDevice::getVideoFrame(void *frameVA[2], uint32_t framePA[2], uin
     if (timestamp != nullptr) {
         *timestamp = microsecondsSinceEpoch(captureTime);
     }
-    return 0;
+}
+
+bool DVRSimCameraDevice::copyLatest(std::unique_lock<std::mutex> &lock, void *frameVA[2],
+                                    uint32_t framePA[2], uint64_t *timestamp) {
+    const size_t frameBytes = mLumaBytes * 3 / 2;
+    if (mSnapshot.va == nullptr && !mArena->allocate(frameBytes, &mSnapshot)) {
+        mSnapshot = DVRPhysicalArena::Buffer{};
+        return false;
+    }
+    const bool realTime = DVRSimulator::instance().pacing() == DVRSimPacing::RealTime;
+    // In real time the sensor's latest picture; in fast pacing the sensor
+    // is as fast as its reader, so the one delivered last.
+    uint32_t frameNumber = mNextFrame > mFirstFrameOfRun ? mNextFrame - 1 : mNextFrame;
+    if (realTime) {
+        frameNumber =
+            mFirstFrameOfRun + static_cast<uint32_t>((Clock::now() - mStartTime) / mFramePeriod);
+    }
+    const Clock::time_point captureTime =
+        mStartTime + mFramePeriod * (frameNumber - mFirstFrameOfRun);
+    handOut(lock, mSnapshot, frameNumber, captureTime, frameVA, framePA, timestamp);
+    return true;
 }
 
 int DVRSimCameraDevice::start() {
     std::lock_guard<std::mutex> lock(mLock);
     mStarted = true;
     mDraining = false;
+    mFeedsEncoder = false;
     mStartTime = Clock::now();
     mFirstFrameOfRun = mNextFrame;
     return 0;

@@ -30,6 +30,10 @@ public:
     // *timestamp is the capture time (steady clock, µs): the start of the
     // frame's period, in fast pacing as if every frame came one period after
     // the last.
+    // Once an encoder has read the camera (inside its need-data callback)
+    // since start(), any other reader (a snapshot) gets a copy of the latest
+    // captured picture in a buffer of its own, without taking a frame from
+    // the encoder's stream; that buffer stays valid until the next such read.
     int getVideoFrame(void *frameVA[2], uint32_t framePA[2], uint64_t *timestamp) override;
     int start() override;
     int stop() override;
@@ -44,6 +48,16 @@ private:
 
     DVRSimCameraDevice(const DVRSimCameraConfig &config, DVRPhysicalArena *arena,
                        std::vector<DVRPhysicalArena::Buffer> ring);
+    // The latest captured picture drawn into the snapshot buffer (made on
+    // first use); false when the arena has no room for it. Called with mLock
+    // held through lock, which it releases.
+    bool copyLatest(std::unique_lock<std::mutex> &lock, void *frameVA[2], uint32_t framePA[2],
+                    uint64_t *timestamp);
+    // Releases lock, draws frame frameNumber into buffer and fills the
+    // outputs of getVideoFrame().
+    void handOut(std::unique_lock<std::mutex> &lock, const DVRPhysicalArena::Buffer &buffer,
+                 uint32_t frameNumber, Clock::time_point captureTime, void *frameVA[2],
+                 uint32_t framePA[2], uint64_t *timestamp);
 
     DVRPhysicalArena *mArena;
     std::vector<DVRPhysicalArena::Buffer> mRing;
@@ -56,9 +70,11 @@ private:
     bool mSuspended = false;
     bool mDraining = false;
     Clock::time_point mStartTime;
-    uint32_t mFirstFrameOfRun = 0;  // frame number at the last start()
-    uint32_t mNextFrame = 0;        // number of the next frame to deliver
-    uint64_t mDelivered = 0;        // ring position
+    uint32_t mFirstFrameOfRun = 0;         // frame number at the last start()
+    uint32_t mNextFrame = 0;               // number of the next frame to deliver
+    uint64_t mDelivered = 0;               // ring position
+    bool mFeedsEncoder = false;            // read by an encoder since start()
+    DVRPhysicalArena::Buffer mSnapshot{};  // va null until first needed
 };
 
 }  // namespace dvrspace

@@ -77,6 +77,7 @@ DVRSimAudioConfig readAudio(const json &object, int index) {
     readOptional(object, "chunkMs", &audio.chunkMs);
     readOptional(object, "toneHz", &audio.toneHz);
     readOptional(object, "bufferMs", &audio.bufferMs);
+    readOptional(object, "markSeconds", &audio.markSeconds);
     readOptional(object, "suspendResult", &audio.suspendResult);
     readOptional(object, "resumeResult", &audio.resumeResult);
     require(audio.channels == 1 || audio.channels == 2, where + ".channels must be 1 or 2");
@@ -88,6 +89,9 @@ DVRSimAudioConfig readAudio(const json &object, int index) {
     require(audio.chunkMs > 0 && audio.chunkMs <= 1000, where + ".chunkMs must be 1 to 1000");
     require(audio.bufferMs >= audio.chunkMs && audio.bufferMs <= 60000,
             where + ".bufferMs must be chunkMs to 60000");
+    require(audio.markSeconds >= 0 && audio.markSeconds <= 3600 &&
+                (audio.markSeconds == 0 || 1000 % audio.chunkMs == 0),
+            where + ".markSeconds must be 0 to 3600, with a chunkMs that divides a second");
     return audio;
 }
 

@@ -394,21 +394,18 @@ void DVRSimEncoder::run() {
     startNextFile();
 
     const bool realTime = DVRSimulator::instance().pacing() == DVRSimPacing::RealTime;
-    const int64_t chunkUs = static_cast<int64_t>(mConfig.audioChunkMs) * 1000;
     const auto start = std::chrono::steady_clock::now();
-    VideoSchedule schedule;
-    int64_t audioRequests = 0;
+    Schedule schedule;
+    Schedule audio;
     while (true) {
         const int64_t videoDue = nextVideoDue(schedule, format.frameRate, start);
-        // Ask for a chunk once it has been captured, so the device has it ready.
-        const int64_t audioDue = (audioRequests + 1) * chunkUs;
+        const int64_t audioDue = format.audio ? nextAudioDue(audio, start) : 0;
         const bool video = !format.audio || videoDue <= audioDue;
         if (!waitUntilDue(video ? videoDue : audioDue, start)) {
             break;
         }
         if (!video) {
-            ++audioRequests;
-            if (!invoke(Callback::NeedData, [&] { mCallbacks.needData(mId, ENC_NEED_AUDIO); })) {
+            if (!requestAudio(&audio, audioDue)) {
                 break;
             }
             announceFirstFile();
@@ -433,10 +430,9 @@ void DVRSimEncoder::run() {
                 // Audio captured before the next file's first picture goes
                 // into this file.
                 bool stopped = false;
-                while (format.audio && (audioRequests + 1) * chunkUs <= videoDue && !stopped) {
-                    ++audioRequests;
-                    stopped = !invoke(Callback::NeedData,
-                                      [&] { mCallbacks.needData(mId, ENC_NEED_AUDIO); });
+                int64_t due = 0;
+                while (format.audio && !stopped && (due = nextAudioDue(audio, start)) <= videoDue) {
+                    stopped = !requestAudio(&audio, due);
                 }
                 if (stopped || !rollOver()) {
                     break;
@@ -474,7 +470,7 @@ void DVRSimEncoder::run() {
     finishRecording(true);
 }
 
-int64_t DVRSimEncoder::nextVideoDue(const VideoSchedule &schedule, int frameRate,
+int64_t DVRSimEncoder::nextVideoDue(const Schedule &schedule, int frameRate,
                                     std::chrono::steady_clock::time_point start) {
     const int64_t periodUs = 1000000 / frameRate;
     if (DVRSimulator::instance().pacing() != DVRSimPacing::RealTime) {
@@ -504,6 +500,47 @@ int64_t DVRSimEncoder::nextVideoDue(const VideoSchedule &schedule, int frameRate
     return newPicture && sameClock ? nextCaptureUs : afterLastDue;
 }
 
+int64_t DVRSimEncoder::nextAudioDue(const Schedule &schedule,
+                                    std::chrono::steady_clock::time_point start) {
+    const int64_t chunkUs = static_cast<int64_t>(mConfig.audioChunkMs) * 1000;
+    const int64_t afterLastDue = schedule.requests == 0 ? chunkUs : schedule.lastDueUs + chunkUs;
+    if (DVRSimulator::instance().pacing() != DVRSimPacing::RealTime || schedule.requests == 0) {
+        return afterLastDue;
+    }
+    uint64_t lastCaptureUs = 0;
+    {
+        std::lock_guard<std::mutex> writerLock(mWriterLock);
+        lastCaptureUs = mWriter.lastAudioCaptureUs();
+    }
+    const int64_t startUs =
+        std::chrono::duration_cast<std::chrono::microseconds>(start.time_since_epoch()).count();
+    // The next chunk is complete two chunk periods after the last one began;
+    // a millisecond more keeps a request from arriving a hair early and
+    // sending the service into its 10-ms retry loop.
+    const int64_t nextCompleteUs =
+        static_cast<int64_t>(lastCaptureUs) + 2 * chunkUs + 1000 - startUs;
+    // Follow the input's clock like the camera's: the input buffers what it
+    // captured since the channel started it (before this encoder started,
+    // and while a busy machine held the worker up), so ask again at once
+    // while captured chunks wait; a schedule of its own would keep the audio
+    // behind the pictures by that backlog for the whole recording, and a
+    // stop would cut the audio that much before the last picture.
+    const bool newChunk = lastCaptureUs != 0 && lastCaptureUs != schedule.captureBeforeLastUs;
+    const bool sameClock =
+        nextCompleteUs > afterLastDue - 10000000 && nextCompleteUs < afterLastDue + 10000000;
+    return newChunk && sameClock ? nextCompleteUs : afterLastDue;
+}
+
+bool DVRSimEncoder::requestAudio(Schedule *schedule, int64_t dueUs) {
+    {
+        std::lock_guard<std::mutex> writerLock(mWriterLock);
+        schedule->captureBeforeLastUs = mWriter.lastAudioCaptureUs();
+    }
+    schedule->lastDueUs = dueUs;
+    ++schedule->requests;
+    return invoke(Callback::NeedData, [&] { mCallbacks.needData(mId, ENC_NEED_AUDIO); });
+}
+
 bool DVRSimEncoder::invoke(Callback kind, const std::function<void()> &call,
                            bool evenWhenStopping) {
     {
@@ -513,7 +550,9 @@ bool DVRSimEncoder::invoke(Callback kind, const std::function<void()> &call,
         }
         mRunning = kind;
     }
+    DVRSimulator::setInsideNeedData(kind == Callback::NeedData);
     call();
+    DVRSimulator::setInsideNeedData(false);
     std::lock_guard<std::mutex> lock(mLock);
     mRunning = Callback::None;
     return true;

@@ -62,10 +62,12 @@ public:
 
 private:
     enum class Callback { None, RecordStart, FileFinish, NeedData, Error, RecordFinish };
-    struct VideoSchedule {
+    // When the worker last asked for a picture or a chunk, and the capture
+    // time of the newest one it had received before that request.
+    struct Schedule {
         int64_t requests = 0;
         int64_t lastDueUs = 0;             // of the last request, after start
-        uint64_t captureBeforeLastUs = 0;  // last picture's capture time before it
+        uint64_t captureBeforeLastUs = 0;  // newest capture time before it
     };
 
     void run();
@@ -73,8 +75,12 @@ private:
     bool invoke(Callback kind, const std::function<void()> &call, bool evenWhenStopping = false);
     bool waitUntilDue(int64_t dueUs, std::chrono::steady_clock::time_point start);
     // When the next video request is due, in µs after start.
-    int64_t nextVideoDue(const VideoSchedule &schedule, int frameRate,
+    int64_t nextVideoDue(const Schedule &schedule, int frameRate,
                          std::chrono::steady_clock::time_point start);
+    // When the next audio request is due, in µs after start.
+    int64_t nextAudioDue(const Schedule &schedule, std::chrono::steady_clock::time_point start);
+    // Asks for one audio chunk; false when a stop came first.
+    bool requestAudio(Schedule *schedule, int64_t dueUs);
     // Starts the next file under the name the service gave, or a free
     // numbered variant of the last one.
     void startNextFile();

@@ -44,6 +44,20 @@ DVRSimConfig configFromEnvironment() {
 
 }  // namespace
 
+namespace {
+
+thread_local bool tInsideNeedData = false;
+
+}  // namespace
+
+void DVRSimulator::setInsideNeedData(bool inside) {
+    tInsideNeedData = inside;
+}
+
+bool DVRSimulator::insideNeedData() {
+    return tInsideNeedData;
+}
+
 DVRSimulator &DVRSimulator::instance() {
     // Never destroyed: devices the process still holds at exit keep their
     // frame memory; the arena's file is removed at exit all the same.

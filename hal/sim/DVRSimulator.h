@@ -37,6 +37,12 @@ public:
 
     static DVRSimulator &instance();
 
+    // Whether the calling thread is inside an encoder's need-data callback:
+    // set by the encoder around it, read by the cameras to tell the
+    // encoder's reads from other readers (a snapshot).
+    static void setInsideNeedData(bool inside);
+    static bool insideNeedData();
+
     void reset();
     DVRSimConfig config();
     void setConfig(const DVRSimConfig &config);

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <thread>
@@ -293,4 +295,32 @@ TEST_F(AudioDevice, ReaderFarBehindLosesTheOldestChunksWithoutHoldingOthersBack)
         ++fastBacklog;
     }
     EXPECT_GE(fastBacklog, 5);
+}
+
+// A time mark a test finds in the decoded audio: with markSeconds 1 and
+// 20-ms chunks, chunks 0, 50, 100, ... are silent, every other one is tone.
+TEST_F(AudioDevice, TimeMarksSilenceTheFirstChunkOfEveryMarkPeriod) {
+    DVRSimConfig config = DVRSimulatorControl::config();
+    config.audioInputs[0].markSeconds = 1;
+    DVRSimulatorControl::setConfig(config);
+    auto audio = create();
+    const int handle = audio->open();
+    audio->start(handle);
+    for (int chunk = 0; chunk <= 100; ++chunk) {
+        void *data = nullptr;
+        int length = 0;
+        uint64_t stamp = 0;
+        ASSERT_EQ(0, audio->getAudioData(handle, &data, &length, &stamp));
+        ASSERT_EQ(640, length);
+        const auto *samples = static_cast<const int16_t *>(data);
+        int loudest = 0;
+        for (int index = 0; index < length / 2; ++index) {
+            loudest = std::max(loudest, std::abs(static_cast<int>(samples[index])));
+        }
+        if (chunk % 50 == 0) {
+            EXPECT_EQ(0, loudest) << "chunk " << chunk;
+        } else {
+            EXPECT_GT(loudest, 7000) << "chunk " << chunk;
+        }
+    }
 }

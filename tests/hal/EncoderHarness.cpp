@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <thread>
 
 #include "DVRAudioDeviceFactory.h"
 #include "DVRCameraDeviceFactory.h"
@@ -56,7 +57,8 @@ RecordSettings_t EncoderHarness::settings(int format, int frameRate, int fileLen
     return settings;
 }
 
-int EncoderHarness::record(const RecordSettings_t &settings, const std::string &firstFile) {
+int EncoderHarness::record(const RecordSettings_t &settings, const std::string &firstFile,
+                           std::chrono::milliseconds devicesAhead) {
     if (mEncoder == nullptr || mCamera == nullptr) {
         ADD_FAILURE() << "no encoder or camera";
         return -1000;
@@ -77,6 +79,7 @@ int EncoderHarness::record(const RecordSettings_t &settings, const std::string &
     if (mAudio != nullptr) {
         mAudio->start(mAudioHandle);
     }
+    std::this_thread::sleep_for(devicesAhead);
     return mEncoder->start();
 }
 
@@ -101,6 +104,11 @@ void EncoderHarness::setNextNames(std::vector<std::string> names) {
 void EncoderHarness::setFrameLimit(size_t frames) {
     std::lock_guard<std::mutex> lock(mLock);
     mFrameLimit = frames;
+}
+
+void EncoderHarness::setAudioChunkLimit(size_t chunks) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mAudioChunkLimit = chunks;
 }
 
 void EncoderHarness::onError(std::function<void()> action) {
@@ -152,6 +160,11 @@ void EncoderHarness::add(EncoderEvent event) {
     std::lock_guard<std::mutex> lock(mLock);
     mEvents.push_back(std::move(event));
     mChanged.notify_all();
+}
+
+size_t EncoderHarness::audioChunksPushed() {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mAudioChunksPushed;
 }
 
 EncoderHarness *EncoderHarness::find(int id) {
@@ -217,12 +230,20 @@ void EncoderHarness::needData(int id, ENCNeedDataType_e type) {
         }
     } else {
         harness->add({"needAudio", ""});
+        {
+            std::lock_guard<std::mutex> lock(harness->mLock);
+            if (harness->mAudioChunksPushed >= harness->mAudioChunkLimit) {
+                return;
+            }
+        }
         void *data = nullptr;
         int length = 0;
         if (harness->mAudio != nullptr &&
             harness->mAudio->getAudioData(harness->mAudioHandle, &data, &length, &stamp) == 0 &&
             length > 0) {
             harness->mEncoder->pushAudioData(data, length, &stamp);
+            std::lock_guard<std::mutex> lock(harness->mLock);
+            ++harness->mAudioChunksPushed;
         }
     }
 }

@@ -35,8 +35,10 @@ public:
     // Settings for the attached camera: format, 2 Mbps, fps, -1 x -1, length.
     static dvrspace::RecordSettings_t settings(int format, int frameRate, int fileLength,
                                                bool audio = false, unsigned int rate = 16000);
-    // configure + setFileName + start, devices started first.
-    int record(const dvrspace::RecordSettings_t &settings, const std::string &firstFile);
+    // configure + setFileName + start, devices started first (devicesAhead
+    // before the encoder, as a service's slow start would).
+    int record(const dvrspace::RecordSettings_t &settings, const std::string &firstFile,
+               std::chrono::milliseconds devicesAhead = std::chrono::milliseconds(0));
     // prepareStop on the devices, encoder stop, devices stopped.
     int stop();
 
@@ -46,6 +48,8 @@ public:
     // requests get nothing, so a recording stops at a known frame however
     // late the test thread gets to stop it.
     void setFrameLimit(size_t frames);
+    // The same for audio: at most chunks audio chunks are pushed.
+    void setAudioChunkLimit(size_t chunks);
     // Runs inside the error callback (the service stops the encoder there).
     void onError(std::function<void()> action);
 
@@ -57,6 +61,7 @@ public:
     bool waitFor(const std::string &kind, size_t n,
                  std::chrono::milliseconds timeout = std::chrono::seconds(60));
     size_t framesPushed();
+    size_t audioChunksPushed();
 
 private:
     static void recordStart(int id, const char *file);
@@ -78,6 +83,8 @@ private:
     std::function<void()> mOnError;
     size_t mFramesPushed = 0;
     size_t mFrameLimit = SIZE_MAX;
+    size_t mAudioChunksPushed = 0;
+    size_t mAudioChunkLimit = SIZE_MAX;
 };
 
 #endif  // DVR_TEST_ENCODER_HARNESS_H

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "DVREncoderFactory.h"
+#include "DVRTestPattern.h"
 #include "EncoderHarness.h"
 #include "MediaProbe.h"
 #include "SimulatorFixture.h"
@@ -272,4 +273,35 @@ TEST_F(EncoderRecording, PaddedCameraLinesAndStereoAudio) {
     EXPECT_EQ(32000, probe.sampleRate);
     expectConsecutive(probe.frameNumbers, 0);
     EXPECT_EQ(static_cast<size_t>(kFps), probe.frameNumbers.size());
+}
+
+// A snapshot while the encoder reads the camera (the service's takeSnapshot)
+// sees the latest picture in a buffer of its own and takes no frame from the
+// encoder's stream: the file's frame numbers run on without a gap.
+TEST_F(EncoderRecording, SnapshotDuringRecordingSeesTheLatestPictureWithoutTakingAFrame) {
+    EncoderHarness harness;
+    const size_t frames = 3 * kFps;
+    harness.setFrameLimit(frames);
+    const std::string path = dir.file("snap.ts");
+    ASSERT_EQ(0, harness.record(EncoderHarness::settings(DVR_FILE_FORMAT_TS, kFps, 10), path));
+    ASSERT_TRUE(harness.waitFor("pushedVideo", kFps));
+    void *va[2] = {nullptr, nullptr};
+    uint32_t pa[2] = {0, 0};
+    uint64_t stamp = 0;
+    ASSERT_EQ(0, harness.camera()->getVideoFrame(va, pa, &stamp));
+    ASSERT_NE(nullptr, va[0]);
+    const int64_t seen =
+        DVRTestPattern::readFrameNumber(static_cast<const uint8_t *>(va[0]), 320, 240, 320);
+    // The latest picture the camera delivered when it was asked.
+    EXPECT_GE(seen, kFps - 1);
+    EXPECT_LT(seen, static_cast<int64_t>(frames));
+    EXPECT_NE(nullptr, DVRSimulatorControl::arena()->translate(pa[0], 320 * 240));
+    ASSERT_TRUE(harness.waitFor("pushedVideo", frames));
+    ASSERT_EQ(0, harness.stop());
+    const MediaProbe probe = MediaProbe::read(path);
+    ASSERT_TRUE(probe.opened) << probe.error;
+    ASSERT_EQ(frames, probe.frameNumbers.size());
+    for (size_t i = 0; i < probe.frameNumbers.size(); ++i) {
+        ASSERT_EQ(static_cast<int64_t>(i), probe.frameNumbers[i]) << "frame " << i;
+    }
 }

@@ -145,3 +145,25 @@ TEST_F(EncoderTiming, StarvedAviPlaysInRealTimeWithDropChunksForTheGaps) {
         first.durationSeconds, 1.0 / kFps)
         << files[0];
 }
+
+// The channel's devices ran for 300 ms before its encoder started (a busy
+// service starting several channels): the encoder catches up with the audio
+// the input buffered, as with the camera's queue, so the file's audio ends
+// with its pictures instead of that much earlier, and it never asks for a
+// chunk before the chunk is captured (the service would wait in its 10-ms
+// retry loop on the encoder's thread).
+TEST_F(EncoderTiming, AudioCatchesUpWithWhatTheInputBufferedAndIsNeverAskedForEarly) {
+    DVRSimulatorControl::setPacing(DVRSimPacing::RealTime);
+    EncoderHarness harness;
+    const std::string path = dir.file("late.ts");
+    ASSERT_EQ(0, harness.record(EncoderHarness::settings(DVR_FILE_FORMAT_TS, kFps, 10, true), path,
+                                std::chrono::milliseconds(300)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    ASSERT_EQ(0, harness.stop());
+    EXPECT_EQ(harness.count("needAudio"), harness.audioChunksPushed());
+    const MediaProbe probe = MediaProbe::read(path);
+    ASSERT_TRUE(probe.opened) << probe.error;
+    ASSERT_FALSE(probe.frameNumbers.empty());
+    EXPECT_NEAR(probe.firstPtsSeconds(), probe.audioStartSeconds, 0.1);
+    EXPECT_NEAR(probe.lastPtsSeconds() + 1.0 / kFps, probe.audioEndSeconds, 0.1);
+}

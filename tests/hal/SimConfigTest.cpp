@@ -86,6 +86,10 @@ TEST_F(SimConfig, MalformedJsonIsRefusedWithAReasonAndChangesNothing) {
         {R"({"encoder": {"threads": -1}})", "encoder.threads must not be negative"},
         {R"({"audioInputs": [{"chunkMs": 20, "bufferMs": 10}]})",
          "audioInputs[0].bufferMs must be chunkMs to 60000"},
+        {R"({"audioInputs": [{"markSeconds": -1}]})",
+         "audioInputs[0].markSeconds must be 0 to 3600, with a chunkMs that divides a second"},
+        {R"({"audioInputs": [{"chunkMs": 30, "markSeconds": 1}]})",
+         "audioInputs[0].markSeconds must be 0 to 3600, with a chunkMs that divides a second"},
         {R"({"cameras": [{"id": "ten"}]})", "type must be number"},
     };
     for (const auto &item : cases) {
@@ -171,4 +175,15 @@ TEST_F(SimConfig, AudioInputBufferComesFromTheConfiguration) {
         << error;
     ASSERT_EQ(1u, config.audioInputs.size());
     EXPECT_EQ(500, config.audioInputs[0].bufferMs);
+}
+
+TEST_F(SimConfig, AudioTimeMarksComeFromTheConfigurationAndAreOffByDefault) {
+    EXPECT_EQ(0, DVRSimConfig::builtInDefault().audioInputs[0].markSeconds);
+    DVRSimConfig config;
+    std::string error;
+    ASSERT_TRUE(DVRSimConfig::fromJson(R"({"audioInputs": [{"id": 20, "markSeconds": 60}]})",
+                                       &config, &error))
+        << error;
+    ASSERT_EQ(1u, config.audioInputs.size());
+    EXPECT_EQ(60, config.audioInputs[0].markSeconds);
 }

@@ -48,6 +48,11 @@ struct DVRSimAudioConfig {
     int toneHz = 440;
     // How far behind the capture a reader may fall before it loses chunks.
     int bufferMs = 2000;
+    // A time mark in the sound: the tone pauses for the first chunk of every
+    // markSeconds of capture, so a test can find capture times in the
+    // decoded audio and compare them with the frame numbers in the pictures.
+    // 0: an unbroken tone.
+    int markSeconds = 0;
     int suspendResult = 0;  // as for cameras
     int resumeResult = 0;
 };
