@@ -133,6 +133,11 @@ TEST(MainJob, RunsToItsEndFromACloneUnderA120CharacterPathAndItsFilesAreWhereItS
     EXPECT_NE(std::string::npos, demo.out.find("\nchannel 100: 3 files, ")) << demo.out;
     EXPECT_NE(std::string::npos, demo.out.find("\nchannel 101: 3 files, ")) << demo.out;
     EXPECT_NE(std::string::npos, demo.out.find("\nhealth: 0\n")) << demo.out;
+    // The web console ran on a loopback port and printed its URL.
+    EXPECT_NE(std::string::npos,
+              demo.out.find("\n== the web console, open while the demo runs: http://127.0.0.1:"))
+        << demo.out;
+    EXPECT_TRUE(exists(out + "/web.log"));
     EXPECT_FALSE(exists(out + "/run"));
 
     // Nothing written into the clone, nothing of the caller's touched.
