@@ -68,6 +68,7 @@ function cardFor(channel) {
 function showChannel(channel) {
   const card = cardFor(channel);
   const state = card.querySelector('.state');
+  card.dataset.state = channel.state;
   state.textContent = channel.state;
   state.className = 'state pill ' + channel.state;
   const facts = [
@@ -126,15 +127,15 @@ async function refreshChannels() {
   }
 }
 
-// One picture a second per channel, only while the page is seen and the
-// previous picture has arrived.
+// One picture a second per recording channel (a camera delivers frames only
+// then), only while the page is seen and the previous picture has arrived.
 function refreshPictures() {
   if (document.hidden) {
     return;
   }
   for (const [encId, card] of cards) {
     const image = card.querySelector('img.live');
-    if (image.dataset.loading === '1') {
+    if (image.dataset.loading === '1' || card.dataset.state !== 'recording') {
       continue;
     }
     image.dataset.loading = '1';
