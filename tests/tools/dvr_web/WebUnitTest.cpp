@@ -27,7 +27,9 @@ TEST(WebUnit, InstalledUnitRunsTheInstalledConsoleOnLoopbackWithTheKeepersCatalo
     for (const std::string &line : std::vector<std::string>{
              "Wants=dvr.service dvr-keeper.service\n",
              "After=dvr.service dvr-keeper.service network.target\n", "Type=simple\n",
-             "Restart=on-failure\n", "KillSignal=SIGTERM\n", "NoNewPrivileges=yes\n",
+             "Restart=on-failure\n", "KillSignal=SIGTERM\n", "NoNewPrivileges=yes\n", "User=dvr\n",
+             "Group=dvr\n", "Environment=DVR_BINDER_DIR=/run/dvr-binder\n",
+             "ProtectSystem=strict\n", "CapabilityBoundingSet=\n",
              "ExecStart=" + prefix + "/bin/dvr-web $DVR_WEB_OPTIONS\n",
              "Environment=\"DVR_WEB_OPTIONS=--db /var/lib/dvr-keeper/catalog.db\"\n",
              "EnvironmentFile=-" + prefix + "/etc/default/dvr-web\n"}) {
@@ -36,6 +38,12 @@ TEST(WebUnit, InstalledUnitRunsTheInstalledConsoleOnLoopbackWithTheKeepersCatalo
     const dvrtest::CommandResult verify = dvrtest::runCommand("systemd-analyze verify " + unit);
     EXPECT_EQ(0, verify.status) << verify.err;
     EXPECT_EQ("", verify.err);
+    // systemd's score of the hardening: exposure at most 4.0 of 10, as the
+    // service's and the keeper's units.
+    const dvrtest::CommandResult security =
+        dvrtest::runCommand("systemd-analyze security --offline=true --threshold=40 " + unit);
+    EXPECT_EQ(0, security.status) << security.out << security.err;
+    EXPECT_NE(std::string::npos, security.out.find("Overall exposure level for dvr-web.service: "));
     for (const char *file : {"index.html", "console.css", "console.js"}) {
         const std::string installed = readFile(prefix + "/share/dvr/web/" + file);
         EXPECT_FALSE(installed.empty()) << file;
