@@ -74,21 +74,21 @@ void printRecording(const Recording &r, bool json, TextLine &line, std::FILE *ou
     line.clear();
     if (json) {
         line.text("{\"path\": ").json(r.path);
-        line.text(", \"encoder\": ").text(jsonOptional(r.encoderId));
+        line.text(", \"encId\": ").text(jsonOptional(r.encoderId));
         line.text(", \"state\": \"").text(Recording::stateName(r.state));
-        line.text("\", \"started_ms\": ").integer(r.startedMs);
-        line.text(", \"finished_ms\": ").text(jsonOptional(r.finishedMs));
+        line.text("\", \"startedMs\": ").integer(r.startedMs);
+        line.text(", \"finishedMs\": ").text(jsonOptional(r.finishedMs));
         line.text(", \"locked\": ").text(r.locked ? "true" : "false");
-        line.text(", \"closed_cleanly\": ").text(jsonOptional(r.closedCleanly));
-        line.text(", \"duration_s\": ").fixed(r.durationSeconds, 3);
+        line.text(", \"closedCleanly\": ").text(jsonOptional(r.closedCleanly));
+        line.text(", \"durationSeconds\": ").fixed(r.durationSeconds, 3);
         line.text(", \"frames\": ").integer(r.frames);
-        line.text(", \"keyframes\": ").integer(r.keyFrames);
+        line.text(", \"keyFrames\": ").integer(r.keyFrames);
         line.text(", \"bytes\": ").integer(r.bytes);
         line.text(", \"audio\": ").text(r.hasAudio ? "true" : "false");
         line.text(", \"container\": ").json(r.container);
-        line.text(", \"missing_slots\": ").integer(r.missingSlots);
-        line.text(", \"largest_gap_ms\": ").fixed(r.largestGapMs, 1);
-        line.text(", \"decoded_to_end\": ").text(jsonOptional(r.decodedToEnd)).text("}\n");
+        line.text(", \"missingSlots\": ").integer(r.missingSlots);
+        line.text(", \"largestGapMs\": ").fixed(r.largestGapMs, 1);
+        line.text(", \"decodedToEnd\": ").text(jsonOptional(r.decodedToEnd)).text("}\n");
     } else {
         line.dateTime(localTime(r.startedMs)).text("  ");
         line.padded(r.encoderId ? std::to_string(*r.encoderId) : "-", 4, false).text("  ");
@@ -181,13 +181,13 @@ int statsCommand(Catalog &catalog, const CommandOptions &options, std::FILE *out
     };
     const int64_t locked = catalog.lockedCount();
     if (options.json) {
-        std::fprintf(out, "{\"health\": %d, \"locked_files\": %lld, \"channels\": [", health,
+        std::fprintf(out, "{\"health\": %d, \"lockedFiles\": %lld, \"channels\": [", health,
                      static_cast<long long>(locked));
         for (size_t i = 0; i < channels.size(); ++i) {
             const Catalog::ChannelUsage &c = channels[i];
             std::fprintf(out,
-                         "%s{\"encoder\": %s, \"files\": %lld, \"bytes\": %lld,"
-                         " \"oldest_ms\": %lld, \"newest_ms\": %lld}",
+                         "%s{\"encId\": %s, \"files\": %lld, \"bytes\": %lld,"
+                         " \"oldestMs\": %lld, \"newestMs\": %lld}",
                          i == 0 ? "" : ", ", jsonOptional(c.encoderId).c_str(),
                          static_cast<long long>(c.files), static_cast<long long>(c.bytes),
                          static_cast<long long>(c.oldestMs), static_cast<long long>(c.newestMs));
@@ -202,8 +202,8 @@ int statsCommand(Catalog &catalog, const CommandOptions &options, std::FILE *out
             message.json(d.message);
             std::fprintf(
                 out,
-                "%s{\"path\": %s, \"free_bytes\": %lld, \"free_goal_bytes\": %lld,"
-                " \"hours_left\": %s, \"health\": %d, \"message\": %s}",
+                "%s{\"path\": %s, \"freeBytes\": %lld, \"freeGoalBytes\": %lld,"
+                " \"hoursLeft\": %s, \"health\": %d, \"message\": %s}",
                 i == 0 ? "" : ", ", path.str().c_str(), static_cast<long long>(d.freeBytes),
                 static_cast<long long>(d.freeGoalBytes),
                 hours ? std::to_string(*hours).c_str() : "null", d.health, message.str().c_str());

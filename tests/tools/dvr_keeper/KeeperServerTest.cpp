@@ -642,7 +642,7 @@ TEST_F(KeeperServer, PolicyThatOnlyLockedFilesBreakIsReportedAndTheyAreKept) {
     const dvrtest::CommandResult stats = dvrtest::runKeeper({"--db", database, "stats", "--json"});
     EXPECT_EQ(0u,
               stats.out.rfind(
-                  "{\"health\": 1, \"locked_files\": " + std::to_string(locked.size()) + ", ", 0))
+                  "{\"health\": 1, \"lockedFiles\": " + std::to_string(locked.size()) + ", ", 0))
         << stats.out;
     EXPECT_EQ(0, keeper.stop(SIGTERM));
     EXPECT_TRUE(severeErrors().empty());

@@ -169,11 +169,11 @@ TEST_F(KeeperTool, ListFiltersByChannelAndStartAndPrintsJson) {
     result = keeper({"list", "--channel", "101", "--json"});
     EXPECT_EQ(0, result.status) << result.err;
     EXPECT_EQ("{\"path\": \"" + b +
-                  "\", \"encoder\": 101, \"state\": \"finished\", \"started_ms\": 2000000,"
-                  " \"finished_ms\": 2002000, \"locked\": false, \"closed_cleanly\": null,"
-                  " \"duration_s\": 2.000, \"frames\": 20, \"keyframes\": 0, \"bytes\": 1101,"
-                  " \"audio\": false, \"container\": \"mpegts\", \"missing_slots\": 0,"
-                  " \"largest_gap_ms\": 0.0, \"decoded_to_end\": null}\n",
+                  "\", \"encId\": 101, \"state\": \"finished\", \"startedMs\": 2000000,"
+                  " \"finishedMs\": 2002000, \"locked\": false, \"closedCleanly\": null,"
+                  " \"durationSeconds\": 2.000, \"frames\": 20, \"keyFrames\": 0, \"bytes\": 1101,"
+                  " \"audio\": false, \"container\": \"mpegts\", \"missingSlots\": 0,"
+                  " \"largestGapMs\": 0.0, \"decodedToEnd\": null}\n",
               result.out);
 
     result = keeper({"list", "--since", "2000", "--channel", "100"});
@@ -196,17 +196,17 @@ TEST_F(KeeperTool, StatsGivesSpacePerChannelLockedFilesAndHealth) {
 
     const CommandResult result = keeper({"stats", "--json"});
     EXPECT_EQ(0, result.status) << result.err;
-    EXPECT_EQ(0u, result.out.rfind("{\"health\": 1, \"locked_files\": 1, \"channels\": ["
-                                   "{\"encoder\": 100, \"files\": 2, \"bytes\": 2200,"
-                                   " \"oldest_ms\": 1000000, \"newest_ms\": 2000000}, "
-                                   "{\"encoder\": 101, \"files\": 1, \"bytes\": 1101,"
-                                   " \"oldest_ms\": 3000000, \"newest_ms\": 3000000}], "
+    EXPECT_EQ(0u, result.out.rfind("{\"health\": 1, \"lockedFiles\": 1, \"channels\": ["
+                                   "{\"encId\": 100, \"files\": 2, \"bytes\": 2200,"
+                                   " \"oldestMs\": 1000000, \"newestMs\": 2000000}, "
+                                   "{\"encId\": 101, \"files\": 1, \"bytes\": 1101,"
+                                   " \"oldestMs\": 3000000, \"newestMs\": 3000000}], "
                                    "\"directories\": [{\"path\": \"" +
-                                       dir.path() + "\", \"free_bytes\": ",
+                                       dir.path() + "\", \"freeBytes\": ",
                                    0))
         << result.out;
     EXPECT_NE(std::string::npos,
-              result.out.find("\"free_goal_bytes\": 1000, \"hours_left\": null, \"health\": 1,"
+              result.out.find("\"freeGoalBytes\": 1000, \"hoursLeft\": null, \"health\": 1,"
                               " \"message\": \"cannot make room\"}]}\n"))
         << result.out;
 
