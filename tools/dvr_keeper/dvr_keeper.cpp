@@ -120,7 +120,11 @@ int runDaemon(const KeeperConfig &config) {
                          dlerror());
             return 1;
         }
-        return entry(&config);
+        const int status = entry(&config);
+        // The binder pool's threads are never joined: leave without running
+        // static destructors (the module's among them) under their feet.
+        std::fflush(nullptr);
+        _exit(status);
     }
     std::fprintf(stderr, "dvr-keeper: the daemon's module %s is neither in %s nor in %s\n",
                  kDaemonModuleFile, here.c_str(), installed.c_str());

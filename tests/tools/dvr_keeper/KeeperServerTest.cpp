@@ -315,7 +315,7 @@ TEST_F(KeeperServer, LoopRecordingOnASmallDiskNeverStops) {
     stopRecording();
     const long long leastFree = watch.stop();
     ASSERT_TRUE(waitForCatalogToMatchTheDirectory()) << keeper.log();
-    EXPECT_EQ(0, keeper.stop(SIGTERM));
+    EXPECT_EQ(0, keeper.stop(SIGTERM)) << keeper.log();
 
     // Recording never stopped: no severe error, every file started and
     // finished, named in an unbroken sequence per camera.
@@ -459,7 +459,7 @@ TEST_F(KeeperServer, KilledKeeperCataloguesWhatWasWrittenMeanwhileOnRestart) {
     startKeeper();
     ASSERT_TRUE(keeper.waitForLog("Following the service 'dvr' (2 channels)")) << keeper.log();
     ASSERT_TRUE(waitForCatalogToMatchTheDirectory()) << keeper.log();
-    EXPECT_EQ(0, keeper.stop(SIGTERM));
+    EXPECT_EQ(0, keeper.stop(SIGTERM)) << keeper.log();
 
     const auto catalog = Catalog::open(database, Catalog::Damaged::kFail);
     EXPECT_EQ("ok", catalog->integrityCheck());
@@ -524,7 +524,7 @@ TEST_F(KeeperServer, FollowsTheServiceAgainAfterItRestarts) {
     ASSERT_TRUE(waitForAnyFinishes(3));
     stopRecording();
     ASSERT_TRUE(waitForCatalogToMatchTheDirectory()) << keeper.log();
-    EXPECT_EQ(0, keeper.stop(SIGTERM));
+    EXPECT_EQ(0, keeper.stop(SIGTERM)) << keeper.log();
     EXPECT_EQ(2u, keeper.countInLog("Following the service 'dvr' (2 channels)"));
     const auto catalog = Catalog::open(database, Catalog::Damaged::kFail);
     const std::vector<ClientCallback::Call> finished =
@@ -554,7 +554,7 @@ TEST_F(KeeperServer, CorruptCatalogIsMovedAsideAndRebuiltFromDisk) {
     ASSERT_NE(std::string::npos, at) << log;
     EXPECT_NE(std::string::npos, log.find(", rebuilding it from the storage directories", at));
     ASSERT_TRUE(waitForCatalogToMatchTheDirectory()) << keeper.log();
-    EXPECT_EQ(0, keeper.stop(SIGTERM));
+    EXPECT_EQ(0, keeper.stop(SIGTERM)) << keeper.log();
     EXPECT_EQ(4u, recordingsIn(storage).size() >= 4 ? 4u : recordingsIn(storage).size());
     const dvrtest::CommandResult list = dvrtest::runKeeper({"--db", database, "list"});
     EXPECT_EQ(0, list.status) << list.err;
@@ -607,7 +607,7 @@ TEST_F(KeeperServer, VanishedStorageDirectoryIsReportedAndNothingIsDeleted) {
     EXPECT_EQ(0u, stats.out.rfind("{\"health\": 2, ", 0)) << stats.out;
     EXPECT_NE(std::string::npos, stats.out.find("\"message\": \"" + gone + "\"")) << stats.out;
     // Still running, and it stops cleanly.
-    EXPECT_EQ(0, keeper.stop(SIGTERM));
+    EXPECT_EQ(0, keeper.stop(SIGTERM)) << keeper.log();
     const auto catalog = Catalog::open(database, Catalog::Damaged::kFail);
     EXPECT_TRUE(catalog->deletions().empty());
     const std::vector<Recording> rows = catalog->inDirectory(sub);
@@ -644,7 +644,7 @@ TEST_F(KeeperServer, PolicyThatOnlyLockedFilesBreakIsReportedAndTheyAreKept) {
               stats.out.rfind(
                   "{\"health\": 1, \"lockedFiles\": " + std::to_string(locked.size()) + ", ", 0))
         << stats.out;
-    EXPECT_EQ(0, keeper.stop(SIGTERM));
+    EXPECT_EQ(0, keeper.stop(SIGTERM)) << keeper.log();
     EXPECT_TRUE(severeErrors().empty());
 
     // Every locked file is still there and whole; only newer, unlocked files
